@@ -13,8 +13,12 @@ if(NIMBO_USE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   endif()
 endif()
 
-get_filename_component(NIMBO_SOURCE_ROOT "${CMAKE_CURRENT_LIST_DIR}/.." ABSOLUTE)
-set(NIMBO_SOURCE_ROOT "${NIMBO_SOURCE_ROOT}" CACHE INTERNAL "The folder that holds shared/, tests/ and the rest")
+get_filename_component(nimbo_root "${CMAKE_CURRENT_LIST_DIR}/.." ABSOLUTE)
+set(NIMBO_SOURCE_ROOT "${nimbo_root}" CACHE INTERNAL "The folder that holds shared/, tests/ and the rest")
+
+# Installed when the configured project is ours; a project that takes us in as a folder decides for itself.
+cmake_path(IS_PREFIX NIMBO_SOURCE_ROOT "${CMAKE_SOURCE_DIR}" NORMALIZE nimbo_is_top)
+option(NIMBO_INSTALL "Define the install rules of the libraries" ${nimbo_is_top})
 
 add_library(nimbo_warnings INTERFACE)
 target_compile_options(nimbo_warnings INTERFACE
