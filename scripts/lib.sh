@@ -18,6 +18,6 @@ build_preset() {
   local preset=$1
   shift
   say "building preset $preset"
-  quietly "build/logs/$preset-configure.log" cmake --preset "$preset"
-  quietly "build/logs/$preset-build.log" cmake --build --preset "$preset" ${1:+--target "$@"}
+  quietly "build/logs/$preset-configure.log" cmake --preset "$preset" &&
+    quietly "build/logs/$preset-build.log" cmake --build --preset "$preset" ${1:+--target "$@"}
 }

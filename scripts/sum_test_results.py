@@ -5,7 +5,8 @@ Usage: sum_test_results.py FOLDER...
 
 Each folder holds ctest.xml (what ctest says of each entry) and, for every entry that is a GoogleTest binary,
 <entry>.json. A GoogleTest binary counts with its single cases, any other entry counts as one. A binary that fails
-beyond its cases (it crashed before it could write its file, leaked, ran out of time) counts as one failure more.
+beyond its cases (it crashed before it could write its file, leaked, ran out of time) counts as one failure more. A
+folder without ctest.xml counts as one failure: its build failed.
 """
 
 import json
@@ -30,6 +31,8 @@ def cases_of(result_file):
 
 
 def results_of(folder):
+    if not (folder / "ctest.xml").exists():
+        return [], ["the build: no test could run"], []
     passed, failed, skipped = [], [], []
     for entry in ElementTree.parse(folder / "ctest.xml").getroot().iter("testcase"):
         name, ran_well = entry.get("name"), entry.get("status") == "run"

@@ -70,6 +70,9 @@ class SumTestResults(unittest.TestCase):
         self.given_cases("binary")
         self.then_last_line("0 passed, 1 failed", 1)
 
+    def test_a_build_that_failed_counts_as_failed(self):
+        self.then_last_line("0 passed, 1 failed", 1)
+
     def test_no_test_at_all_is_no_success(self):
         self.given_ctest()
         self.then_last_line("0 passed, 0 failed", 1)
