@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Proves that others can use what we install:
-#   1. installs the build into a prefix of its own,
+#   1. installs the build into a prefix of its own, and finds every public header there,
 #   2. builds the library again, alone, on nothing of the framework but its installed headers and library,
 #   3. builds a user's project against the prefix by find_package, and runs it,
 #   4. builds the same program with the flags that pkg-config gives, and runs it.
@@ -22,6 +22,14 @@ configure() { cmake -S "$1" -B "$2" -G Ninja "${options[@]}" "-DCMAKE_PREFIX_PAT
 
 step "install"
 cmake --install "$build" --prefix "$prefix"
+headers_in() { (cd "$1" && find . -name '*.h' | sort); }
+for library in framework nimbo_utils; do
+  forgotten=$(comm -23 <(headers_in "$source_root/shared/$library/include") <(headers_in "$prefix/include"))
+  if [[ -n $forgotten ]]; then
+    echo "public headers of $library that no CMakeLists.txt lists, so that they are not installed:" $forgotten >&2
+    exit 1
+  fi
+done
 
 step "the library alone, on the installed framework"
 configure "$source_root/shared/nimbo_utils" "$work/nimbo_utils" -DNIMBO_FRAMEWORK=tarn -DNIMBO_WERROR=ON
