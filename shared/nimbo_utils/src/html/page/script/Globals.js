@@ -1,0 +1,1 @@
+// The script of the report page.
