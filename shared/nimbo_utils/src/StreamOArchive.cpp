@@ -1,0 +1,35 @@
+#include "quillon/nimbo/StreamOArchive.h"
+
+namespace quillon::nimbo {
+
+StreamOArchive& StreamOArchive::operator<<(const std::u16string& value) {
+  *this << std::uint64_t{value.size()};
+  return writeBytes(value.data(), value.size() * sizeof(char16_t));
+}
+
+StreamOArchive& StreamOArchive::operator<<(const std::string& value) {
+  *this << std::uint64_t{value.size()};
+  return writeBytes(value.data(), value.size());
+}
+
+StreamOArchive& StreamOArchive::operator<<(const std::vector<std::u16string>& value) {
+  *this << std::uint64_t{value.size()};
+  for (const std::u16string& text : value) *this << text;
+  return *this;
+}
+
+StreamOArchive& StreamOArchive::operator<<(const std::vector<std::uint8_t>& value) {
+  *this << std::uint64_t{value.size()};
+  return writeBytes(value.data(), value.size());
+}
+
+void StreamOArchive::reportBufferException() {
+  try {
+    fStream->setstate(std::ios_base::badbit);
+  } catch (const std::ios_base::failure&) {
+    // The buffer's own exception says more; it is the one that is passed on.
+  }
+  if ((fStream->exceptions() & std::ios_base::badbit) != 0) throw;
+}
+
+}  // namespace quillon::nimbo
