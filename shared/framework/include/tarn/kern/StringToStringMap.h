@@ -3,6 +3,7 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <list>
 #include <memory>
 #include <string_view>
@@ -27,8 +28,8 @@ enum class CollisionResolution : std::uint32_t {
 
 /// A map of text to text that keeps the order of insertion. Finding a key takes constant time.
 ///
-/// A map is a value: copying copies the content. The map of an element's property is live: changing it changes the element,
-/// within the model's transactions; a map reached through a copied Value refuses changes with SnapshotError.
+/// A map is a value: copying copies the content. The map of an element's property is live: changing it changes the
+/// element, within the model's transactions; a map reached through a copied Value refuses changes with SnapshotError.
 /// Iterators stay valid until the entry they point at is removed.
 class TARN_EXPORT StringToStringMap {
  public:
@@ -38,9 +39,11 @@ class TARN_EXPORT StringToStringMap {
   StringToStringMap();
   StringToStringMap(std::initializer_list<Entry> entries);
   StringToStringMap(const StringToStringMap& other);
-  StringToStringMap(StringToStringMap&& other) noexcept;
+  /// Takes the content of a plain map and leaves that empty. The map of an element or of a snapshot keeps its content:
+  /// it is copied.
+  StringToStringMap(StringToStringMap&& other);
   StringToStringMap& operator=(const StringToStringMap& other);  ///< same as assign
-  StringToStringMap& operator=(StringToStringMap&& other);
+  StringToStringMap& operator=(StringToStringMap&& other);       ///< takes as the move construction does
   virtual ~StringToStringMap();
 
   void insert(const ustring& key, const ustring& value, CollisionResolution resolution);
@@ -75,9 +78,16 @@ class TARN_EXPORT StringToStringMap {
   friend struct internal::MapUndo;
   using Index = std::unordered_map<std::u16string_view, std::list<Entry>::iterator>;
 
-  void buildIndexIfLong() const;
+  [[nodiscard]] bool isPlain() const noexcept;
+  void buildIndexIfLong() const noexcept;
+  void addToIndex(std::list<Entry>::iterator entry) noexcept;
+  void removeFromIndex(std::list<Entry>::iterator entry) noexcept;
   [[nodiscard]] std::list<Entry>::iterator findEntry(std::u16string_view key) const;
   void append(const ustring& key, const ustring& value);
+  void replaceText(std::list<Entry>::iterator entry, const ustring& value);
+  /// Takes the content of `content`, unless it throws.
+  void replaceContent(StringToStringMap& content);
+  void carryOut(internal::MapUndo& change);
 
   mutable std::list<Entry> fEntries;
   mutable std::unique_ptr<Index> fIndex;  // only for long maps

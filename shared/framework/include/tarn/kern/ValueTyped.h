@@ -3,8 +3,10 @@
 // The templates of Value. Included at the end of Value.h; never include it alone.
 
 #include <bit>
-#include <cstring>
+#include <concepts>
 #include <memory>
+#include <string_view>
+#include <type_traits>
 
 #include <tarn/kern/Collections.h>
 #include <tarn/kern/ReflectiveDataType.h>
@@ -19,7 +21,8 @@ namespace internal {
 /// The standard type that holds a storage type; filled before any Value can be made.
 [[nodiscard]] TARN_EXPORT const meta::PrimitiveType& standardTypeOf(StorageType storage) noexcept;
 
-/// Equality, order and hash of a stored object. Reals compare by bit pattern, times so that a special value equals itself.
+/// Equality, order and hash of a stored object. Reals compare by bit pattern, times so that a special value equals
+/// itself.
 template <class T>
 struct StoredTraits {
   static bool equal(const T& a, const T& b) {
@@ -37,7 +40,9 @@ struct StoredTraits {
       return orderOfTimes(a, b);
     } else if constexpr (std::three_way_comparable<T, std::strong_ordering>) {
       return a <=> b;
-    } else if constexpr (requires { { a < b } -> std::convertible_to<bool>; }) {
+    } else if constexpr (requires {
+                           { a < b } -> std::convertible_to<bool>;
+                         }) {
       return a < b ? std::strong_ordering::less : (b < a ? std::strong_ordering::greater : std::strong_ordering::equal);
     } else {
       throw KernelError(std::string("values of the C++ type ") + typeid(T).name() +
@@ -50,9 +55,13 @@ struct StoredTraits {
       return std::hash<std::uint64_t>()(std::bit_cast<std::uint64_t>(object));
     } else if constexpr (std::same_as<T, boost::uuids::uuid> || std::same_as<T, boost::posix_time::ptime>) {
       return static_cast<std::size_t>(services::hashers::NimboHasher<T>()(object));
-    } else if constexpr (requires { { object.hash() } -> std::convertible_to<std::size_t>; }) {
+    } else if constexpr (requires {
+                           { object.hash() } -> std::convertible_to<std::size_t>;
+                         }) {
       return object.hash();
-    } else if constexpr (requires { { std::hash<T>()(object) } -> std::convertible_to<std::size_t>; }) {
+    } else if constexpr (requires {
+                           { std::hash<T>()(object) } -> std::convertible_to<std::size_t>;
+                         }) {
       return std::hash<T>()(object);
     } else {
       return 0;
@@ -69,50 +78,121 @@ struct StoredTraits {
   }
 };
 
+/// How a stored object shows itself as a collection or map. Specialised for the kernel's live maps.
 template <class T>
-inline constexpr bool kStoredInline =
-    sizeof(T) <= 32 && alignof(T) <= alignof(std::max_align_t) && std::is_nothrow_move_constructible_v<T>;
+struct StoredView {
+  static constexpr StoredKind kKind = std::derived_from<T, PrimitiveCollection> ? StoredKind::PrimitiveCollection
+                                      : std::derived_from<T, ElementCollection> ? StoredKind::ElementCollection
+                                      : std::derived_from<T, StringToStringMap> ? StoredKind::Map
+                                                                                : StoredKind::Plain;
+  static void* of(T& object) {
+    if constexpr (kKind == StoredKind::PrimitiveCollection) {
+      return static_cast<PrimitiveCollection*>(&object);
+    } else if constexpr (kKind == StoredKind::ElementCollection) {
+      return static_cast<ElementCollection*>(&object);
+    } else {
+      return static_cast<StringToStringMap*>(&object);
+    }
+  }
+};
+
+template <class T>
+inline constexpr bool kStoredInline = sizeof(T) <= kInlineBytes &&
+                                      alignof(T) <= kInlineAlignment&& std::is_nothrow_move_constructible_v<T>;
+
+template <class T>
+void destroyStored(void* object) noexcept {
+  if constexpr (kStoredInline<T>) {
+    std::destroy_at(static_cast<T*>(object));
+  } else {
+    delete static_cast<T*>(object);  // the box made by clone or emplace
+  }
+}
+
+template <class T>
+void* cloneStored(const void* object, void* inlineSpace) {
+  if constexpr (kStoredInline<T>) {
+    return new (inlineSpace) T(*static_cast<const T*>(object));
+  } else {
+    return new T(*static_cast<const T*>(object));  // owned by the Value
+  }
+}
+
+template <class T>
+void* relocateStored(void* object, void* inlineSpace) noexcept {
+  if constexpr (kStoredInline<T>) {
+    void* moved = new (inlineSpace) T(std::move(*static_cast<T*>(object)));
+    std::destroy_at(static_cast<T*>(object));
+    return moved;
+  } else {
+    return object;
+  }
+}
 
 template <class T>
 const StoredOps& storedOpsOf() {
-  static constexpr StoredOps kOps = {
-      &typeid(T),
-      kStoredInline<T>,
-      [](void* object) noexcept {
-        if constexpr (kStoredInline<T>) {
-          std::destroy_at(static_cast<T*>(object));
-        } else {
-          delete static_cast<T*>(object);  // the box made by clone or emplace
-        }
-      },
-      [](const void* object, void* space) -> void* {
-        if constexpr (kStoredInline<T>) {
-          return new (space) T(*static_cast<const T*>(object));
-        } else {
-          return new T(*static_cast<const T*>(object));  // owned by the Value
-        }
-      },
-      [](void* object, void* space) noexcept -> void* {
-        if constexpr (kStoredInline<T>) {
-          void* moved = new (space) T(std::move(*static_cast<T*>(object)));
-          std::destroy_at(static_cast<T*>(object));
-          return moved;
-        } else {
-          return object;
-        }
-      },
-      [](const void* a, const void* b) {
-        return StoredTraits<T>::equal(*static_cast<const T*>(a), *static_cast<const T*>(b));
-      },
-      [](const void* a, const void* b) {
-        return StoredTraits<T>::order(*static_cast<const T*>(a), *static_cast<const T*>(b));
-      },
-      [](const void* object) { return StoredTraits<T>::hash(*static_cast<const T*>(object)); },
-  };
-  return kOps;
+  if constexpr (StoredView<T>::kKind != StoredKind::Plain) {
+    static constexpr StoredOps kOps = {
+        &typeid(T),
+        kStoredInline<T>,
+        StoredView<T>::kKind,
+        &destroyStored<T>,
+        &cloneStored<T>,
+        &relocateStored<T>,
+        nullptr,
+        nullptr,
+        nullptr,
+        [](void* object) { return StoredView<T>::of(*static_cast<T*>(object)); },
+    };
+    return kOps;
+  } else {
+    static constexpr StoredOps kOps = {
+        &typeid(T),
+        kStoredInline<T>,
+        StoredKind::Plain,
+        &destroyStored<T>,
+        &cloneStored<T>,
+        &relocateStored<T>,
+        [](const void* a, const void* b) {
+          return StoredTraits<T>::equal(*static_cast<const T*>(a), *static_cast<const T*>(b));
+        },
+        [](const void* a, const void* b) {
+          return StoredTraits<T>::order(*static_cast<const T*>(a), *static_cast<const T*>(b));
+        },
+        [](const void* object) { return StoredTraits<T>::hash(*static_cast<const T*>(object)); },
+        nullptr,
+    };
+    return kOps;
+  }
 }
 
 }  // namespace internal
+
+// Moves and destruction are inline: every property read passes them.
+
+inline void Value::moveObjectFrom(Value& other) noexcept {
+  if (other.fObject == nullptr) return;
+  fOps = other.fOps;
+  fObject = fOps->relocate(std::exchange(other.fObject, nullptr), fSpace);
+}
+
+inline void Value::clear() noexcept {
+  if (fObject != nullptr) fOps->destroy(std::exchange(fObject, nullptr));
+}
+
+inline Value::Value(Value&& other) noexcept : fMeta(other.fMeta) { moveObjectFrom(other); }
+
+inline Value& Value::operator=(Value&& other) noexcept {
+  if (this == &other) return *this;
+  // The old content may own `other`, or end while something of its own is read: take it out first.
+  Value old(fMeta);
+  old.moveObjectFrom(*this);
+  fMeta = other.fMeta;
+  moveObjectFrom(other);
+  return *this;
+}
+
+inline Value::~Value() { clear(); }
 
 template <class T>
 void Value::emplace(T object) {
@@ -131,7 +211,7 @@ Value::Value(T object) : fMeta(internal::standardTypeOf(internal::StorageOf<T>::
 
 template <class T>
 Value::Value(const ValueMeta& meta, T object) : fMeta(meta) {
-  if constexpr (std::integral<T> && !std::same_as<T, std::int64_t>) {
+  if constexpr ((std::integral<T> && !std::same_as<T, std::int64_t>) || std::is_enum_v<T>) {
     if (internal::isEnumType(meta.getType())) {
       emplace(static_cast<std::int64_t>(object));
       return;
@@ -139,6 +219,8 @@ Value::Value(const ValueMeta& meta, T object) : fMeta(meta) {
   }
   if constexpr (std::derived_from<T, ModelElement>) {
     emplace(ModelElement(object));
+  } else if constexpr (std::convertible_to<T, std::u16string_view> && std::is_pointer_v<T>) {
+    emplace(ustring(object));  // a pointer to text would not outlive its text
   } else {
     emplace(std::move(object));
   }
@@ -148,33 +230,35 @@ template <class T>
 T Value::get() const {
   if constexpr (std::same_as<T, ModelElement>) {
     return checkedElement();
+  } else if constexpr (std::same_as<T, StringToStringMap>) {
+    return T(toStringToStringMap());
+  } else if constexpr (std::same_as<T, ReflectiveDataType>) {
+    return toReflectiveDataType();
   } else {
-    const T* object = nullptr;
-    if constexpr (IntegerValueType<T>) {
-      checkStandard(internal::StorageOf<T>::kType, true);
-      if (fObject != nullptr && internal::isEnumType(getType())) {
-        return static_cast<T>(*static_cast<const std::int64_t*>(checkedObject(typeid(std::int64_t))));
+    if constexpr (IntegerValueType<T> && !std::same_as<T, std::int64_t>) {
+      if (fMeta.upper == 1 && internal::isEnumType(getType())) {
+        const std::int64_t* number = peek<std::int64_t>();
+        return number == nullptr ? T() : static_cast<T>(*number);
       }
     }
-    if constexpr (std::same_as<T, StringToStringMap>) {
-      return T(toStringToStringMap());
-    } else if constexpr (std::same_as<T, ReflectiveDataType>) {
-      return toReflectiveDataType();
-    } else if constexpr (StandardValueType<T>) {
-      object = peek<T>();
-      return object == nullptr ? T() : *object;
+    const T* object = peek<T>();
+    if (object != nullptr) return *object;
+    if constexpr (StandardValueType<T>) {
+      return T();
     } else {
-      object = peek<T>();
-      if (object == nullptr) internal::throwCannotCast(getType());
-      return *object;
+      internal::throwCannotCast(getType());
     }
   }
 }
 
 template <class T>
 boost::optional<T> Value::getOptional() const {
-  if constexpr (StandardValueType<T> && !std::same_as<T, StringToStringMap>) {
+  if constexpr (std::same_as<T, ModelElement>) {
+    if (fObject == nullptr) static_cast<void>(checkedElement());
+  } else if constexpr (StandardValueType<T> || std::same_as<T, ReflectiveDataType>) {
     checkStandard(internal::StorageOf<T>::kType, IntegerValueType<T>);
+  } else {
+    checkCustom(typeid(T));
   }
   if (fObject == nullptr || fMeta.upper != 1) return boost::none;
   return get<T>();
@@ -183,9 +267,17 @@ boost::optional<T> Value::getOptional() const {
 template <class T>
 const T* Value::peek() const {
   static_assert(!std::same_as<T, ModelElement>, "an element is read by get<ModelElement>()");
-  if constexpr (StandardValueType<T>) checkStandard(internal::StorageOf<T>::kType, false);
-  if (fObject == nullptr) return nullptr;
-  return static_cast<const T*>(checkedObject(typeid(T)));
+  if constexpr (std::same_as<T, StringToStringMap>) {
+    checkStandard(StorageType::Map, false);
+    return fObject == nullptr ? nullptr : &toStringToStringMap();
+  } else {
+    if constexpr (StandardValueType<T> || std::same_as<T, ReflectiveDataType>) {
+      checkStandard(internal::StorageOf<T>::kType, std::same_as<T, std::int64_t>);
+    } else {
+      checkCustom(typeid(T));
+    }
+    return fObject == nullptr ? nullptr : static_cast<const T*>(checkedObject(typeid(T)));
+  }
 }
 
 }  // namespace tarn::kern

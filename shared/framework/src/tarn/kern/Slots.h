@@ -8,12 +8,11 @@
 
 #include "Layout.h"
 
-/// What can be done with one slot of an instance, whatever the instance is. `area` is the beginning of the slot area: the
-/// presence words, then the slots. Nothing here knows of models, transactions or opposites.
+/// What can be done with one slot of an instance, whatever the instance is. `area` is the beginning of the slot area:
+/// the presence words, then the slots. Nothing here knows of models, transactions or opposites.
 namespace tarn::kern::internal {
 
-/// Constructs all slots and gives them their defaults. Element lists and maps of elements are the caller's: it passes itself
-/// as the maker of the shapes that differ between elements and data values.
+/// Makes the shapes that differ between elements and data values. Everything else is the same for both.
 class SlotMaker {
  public:
   virtual void constructElements(void* slot, const SlotInfo& info) = 0;
@@ -24,8 +23,11 @@ class SlotMaker {
  protected:
   ~SlotMaker() = default;
 };
-/// Strong guarantee: when it throws, nothing is left constructed. `area` need not be cleared.
+/// Constructs all slots and gives them their defaults. Strong guarantee: when it throws, nothing is left constructed.
+/// `area` need not be cleared.
 void constructSlots(const Layout& layout, std::byte* area, SlotMaker& maker);
+/// The same without the defaults: everything is absent or empty.
+void constructEmptySlots(const Layout& layout, std::byte* area, SlotMaker& maker);
 void destroySlots(const Layout& layout, std::byte* area, SlotMaker& maker) noexcept;
 
 template <class T>
@@ -49,21 +51,23 @@ inline void setPresent(std::byte* area, const SlotInfo& slot, bool present) noex
   word = present ? (word | bit) : (word & ~bit);
 }
 
-// --- Slots of shape Single. A Custom slot holds a Value; a Data slot a boost::optional-like owned ReflectiveDataType pointer
-// is avoided by holding a Value too. All others hold the C++ object of their storage type.
+// --- Slots of shape Single. They hold the C++ object of their storage type; those of data and custom types hold a
+// Value, which is then always of the property's type and empty when absent.
 
 /// The content as a Value of the property's type: a snapshot; absent values are empty values. Not for maps.
 [[nodiscard]] Value readSingle(const SlotInfo& slot, const std::byte* area);
 /// Moves the content out, leaving the slot absent. Not for maps.
 [[nodiscard]] Value takeSingle(const SlotInfo& slot, std::byte* area) noexcept;
-/// Moves the value in, or makes the slot absent when it is empty. The value must have passed normalised(). Not for maps.
+/// Moves the value in, or makes the slot absent when it is empty. The value must have passed normalised(). Not for
+/// maps.
 void putSingle(const SlotInfo& slot, std::byte* area, Value&& value) noexcept;
 
-/// Checks that `value` may stand in a single-valued slot, or as one entry of a collection (`asEntry`: then it may not be
-/// absent), of plain type, and gives it in the form that is stored: enum numbers as 64 bits, absent values as empty values
-/// of the property's type. @throws the cast failure with the value's type.
+/// Checks that `value` may stand in a single-valued slot, or as one entry of a collection (`asEntry`: then it may not
+/// be absent), of plain type, and gives it in the form that is stored: enum numbers as 64 bits, absent values as empty
+/// values of the property's type. @throws the cast failure with the value's type.
 [[nodiscard]] Value normalised(const SlotInfo& slot, Value value, bool asEntry);
-/// Checks that an element may stand in a class-typed slot: its class conforms, or it is null. @throws the cast failure.
+/// Checks that an element may stand in a class-typed slot: its class conforms, or it is null. @throws the cast failure
+/// with the element's class.
 void checkConforms(const SlotInfo& slot, const ModelElement& element);
 /// The element in a value for a class-typed single slot; null for absent. @throws the cast failure as above.
 [[nodiscard]] ModelElement elementOf(const SlotInfo& slot, const Value& value);
