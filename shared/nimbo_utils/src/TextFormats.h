@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <tarn/kern/Model.h>
+
+/// The JSON text inside the containers "J", "C" and "c": the one place where the binary family meets the framework's
+/// text formats. Writer and reader both come here and nowhere else.
+///
+/// This version of the library has no JSON text. Both functions throw a BinSerializationException that says so and
+/// names the containers that can be used instead; whatever the caller did before stays done, the letter on the stream
+/// included.
+namespace quillon::nimbo {
+
+/// The elements and what they contain, values equal to their default left out, as JSON text in UTF-8.
+[[nodiscard]] std::string serializeJson(const std::vector<tarn::kern::ModelElement>& elements);
+
+/// Reads such a text into the model; `evolveIfNeeded` lets content of an older package version be adapted.
+void parseJson(const std::string& text, const tarn::kern::Model& model, bool evolveIfNeeded);
+
+}  // namespace quillon::nimbo
