@@ -168,6 +168,7 @@ class TARN_EXPORT Value {
   void checkStandard(StorageType storage, bool acceptsEnum) const;
   /// Of the meta alone: single, and of a custom primitive type with that C++ type.
   void checkCustom(const std::type_info& type) const;
+  [[nodiscard]] meta::DataType dataType() const;
   [[nodiscard]] ModelElement checkedElement() const;
   /// The stored object, when it is of that C++ type. @pre hasObject()
   [[nodiscard]] const void* checkedObject(const std::type_info& type) const;

@@ -233,7 +233,8 @@ T Value::get() const {
   } else if constexpr (std::same_as<T, StringToStringMap>) {
     return T(toStringToStringMap());
   } else if constexpr (std::same_as<T, ReflectiveDataType>) {
-    return toReflectiveDataType();
+    const T* data = peek<T>();
+    return data == nullptr ? T(dataType()) : *data;
   } else {
     if constexpr (IntegerValueType<T> && !std::same_as<T, std::int64_t>) {
       if (fMeta.upper == 1 && internal::isEnumType(getType())) {

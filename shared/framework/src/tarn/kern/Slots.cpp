@@ -211,11 +211,4 @@ Value entryOf(const SlotInfo& slot, const void* vector, std::size_t index) {
   });
 }
 
-StorageType standardStorageOf(const meta::Type& type) noexcept {
-  for (std::uint8_t i = 0; i <= static_cast<std::uint8_t>(StorageType::Map); ++i) {
-    if (type == standardTypeOf(StorageType{i})) return StorageType{i};
-  }
-  return StorageType::Custom;
-}
-
 }  // namespace tarn::kern::internal

@@ -61,9 +61,6 @@ decltype(auto) dispatchSingle(StorageType storage, F&& f) {
   }
 }
 
-/// The storage type of a standard type, Custom for any other.
-[[nodiscard]] StorageType standardStorageOf(const meta::Type& type) noexcept;
-
 [[nodiscard]] constexpr std::size_t combineHashes(std::size_t seed, std::size_t next) noexcept {
   return static_cast<std::size_t>(services::hashers::detail::mix(std::uint64_t{seed} + 0x9E3779B97F4A7C15U) ^
                                   std::uint64_t{next});

@@ -11,6 +11,7 @@
 #include <tarn/kern/meta/Class.h>
 #include <tarn/kern/meta/Enum.h>
 
+#include "Layout.h"
 #include "StorageDispatch.h"
 #include "ValueAccess.h"
 
@@ -25,17 +26,16 @@ void throwCannotCast(const meta::Type& actual) {
   throw Failure(nimbo::messages::CannotCastIncompatibleTypes(actual ? actual->getQualifiedName() : ustring()));
 }
 
-namespace {
-
-std::strong_ordering orderOfBool(bool a, bool b) { return static_cast<int>(a) <=> static_cast<int>(b); }
-
-/// By name, so that sorted values come in the same order in every run; the address parts the versions of one type.
 std::strong_ordering orderOfTypes(const meta::Type& a, const meta::Type& b) {
   if (a == b) return std::strong_ordering::equal;
-  if (!a || !b) return orderOfBool(static_cast<bool>(a), static_cast<bool>(b));
+  if (!a || !b) return a ? std::strong_ordering::greater : std::strong_ordering::less;
   const std::strong_ordering byName = a->getQualifiedName() <=> b->getQualifiedName();
   return byName != 0 ? byName : a <=> b;
 }
+
+namespace {
+
+std::strong_ordering orderOfBool(bool a, bool b) { return static_cast<int>(a) <=> static_cast<int>(b); }
 
 std::strong_ordering orderOfMetas(const ValueMeta& a, const ValueMeta& b) {
   if (const auto order = orderOfTypes(a.getType(), b.getType()); order != 0) return order;
@@ -74,7 +74,7 @@ bool equalObjects(const Value& a, const Value& b) {
       return *ValueAccess::ops(a).type == *ValueAccess::ops(b).type &&
              ValueAccess::ops(a).equal(ValueAccess::object(a), ValueAccess::object(b));
     case StoredKind::PrimitiveCollection:
-      return areEqual(ValueAccess::primitives(a), ValueAccess::primitives(b), standardStorageOf(a.getType()));
+      return areEqual(ValueAccess::primitives(a), ValueAccess::primitives(b), storageTypeOf(a.getType()));
     case StoredKind::ElementCollection:
       return ValueAccess::elements(a).getAllElements() == ValueAccess::elements(b).getAllElements();
     case StoredKind::Map:
@@ -194,10 +194,9 @@ StringToStringMap& Value::toStringToStringMap() const {
   return *static_cast<StringToStringMap*>(checkedView(internal::StoredKind::Map));
 }
 
-ReflectiveDataType Value::toReflectiveDataType() const {
-  const auto* data = peek<ReflectiveDataType>();
-  return data != nullptr ? *data : ReflectiveDataType(narrow<meta::DataType>(getType()));
-}
+ReflectiveDataType Value::toReflectiveDataType() const { return get<ReflectiveDataType>(); }
+
+meta::DataType Value::dataType() const { return narrow<meta::DataType>(getType()); }
 
 void Value::checkStandard(StorageType storage, bool acceptsEnum) const {
   const meta::Type& type = getType();

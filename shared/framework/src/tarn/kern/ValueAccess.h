@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <utility>
 
 #include <tarn/kern/Value.h>
@@ -44,5 +45,7 @@ class ValueAccess {
 
 /// True when values of the type are elements. A null type is none.
 [[nodiscard]] bool isClassType(const meta::Type& type);
+/// By name, so that sorted values come in the same order in every run; the address parts the versions of one type.
+[[nodiscard]] std::strong_ordering orderOfTypes(const meta::Type& a, const meta::Type& b);
 
 }  // namespace tarn::kern::internal
