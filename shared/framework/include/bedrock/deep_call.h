@@ -42,8 +42,9 @@ TARN_EXPORT extern constinit thread_local Room tRoom __attribute__((tls_model("i
 /// What the job throws arrives here. @throws std::bad_alloc when no memory for a segment is to be had.
 TARN_EXPORT void runWithRoom(void (*job)(void*), void* argument);
 
-// The frame's address, not that of a local: the address sanitizer may keep locals off the stack.
-[[nodiscard]] inline bool hasRoom() noexcept {
+// The frame's address, not that of a local: the address sanitizer may keep locals off the stack. Always inline, so that
+// it is the caller's frame.
+[[nodiscard, gnu::always_inline]] inline bool hasRoom() noexcept {
   return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) - tRoom.lowest < tRoom.size;
 }
 

@@ -53,7 +53,12 @@ constexpr std::size_t kKeptInside = 4;
 constexpr std::size_t kKeptOutside = 1;
 // More than this is not taken from a thread's own stack, however large the limit: a main stack "without limit" ends
 // where the kernel's gap to the next mapping begins, and no lookup tells where that is.
+#if defined(BEDROCK_THREAD_SANITIZER)
+// The thread sanitizer books at most 65,536 nested calls per stack, and ends the process beyond.
+constexpr std::size_t kOwnStackBytes = std::size_t{1} * 1024 * 1024;
+#else
 constexpr std::size_t kOwnStackBytes = std::size_t{64} * 1024 * 1024;
+#endif
 
 /// One job on its way to a segment and back. Lies on the stack of the caller.
 struct Transfer {

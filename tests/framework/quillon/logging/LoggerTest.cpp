@@ -264,7 +264,7 @@ TEST_F(LoggerTest, LetsLevelAndSinkChangeWhileOthersLog) {
       while (!stop) Logger::logger(0).debug(false) << "line";
     });
   }
-  for (int i = 0; i < 300; ++i) {
+  for (int i = 0; i < 100; ++i) {
     int calls = 0;
     const Logger::Sink previous = Logger::setSink([&calls](unsigned, int, std::string_view) { ++calls; });
     Logger::setLevel(i % 2 == 0 ? Logger::kDebugLevel : Logger::kQuietLevel);

@@ -43,17 +43,32 @@ TEST(DateTimeConversion, ReachesBothEndsOfTheCalendar) {
   EXPECT_EQ(Conversion::fromUstring(u"9999-12-31T23:59:59.999999"), last);
 }
 
-TEST(DateTimeConversion, AgreesWithTheCalendarOnEveryDay) {
-  date day(boost::date_time::min_date_time);
+/// Compares the date of both directions with what the calendar class says of that day.
+void expectAgreement(const date& day) {
+  const ptime time(day, microseconds(day.day_number() % 86'400 * std::int64_t{1'000'001} % 86'400'000'000));
+  const ustring text = Conversion::toUstring(time);
+  const auto ymd = day.year_month_day();
+  ASSERT_EQ(std::stoi(bedrock::i18n::to_string(text.substr(0, 4))), ymd.year);
+  ASSERT_EQ(std::stoi(bedrock::i18n::to_string(text.substr(5, 2))), ymd.month);
+  ASSERT_EQ(std::stoi(bedrock::i18n::to_string(text.substr(8, 2))), ymd.day);
+  ASSERT_EQ(Conversion::fromUstring(text), time);
+}
+
+TEST(DateTimeConversion, AgreesWithTheCalendarAllOverIt) {
   const date lastDay(boost::date_time::max_date_time);
-  for (; day <= lastDay; day += boost::gregorian::days(1)) {
-    const ptime time(day, microseconds(day.day_number() % 86'400 * std::int64_t{1'000'001} % 86'400'000'000));
-    const ustring text = Conversion::toUstring(time);
-    const auto ymd = day.year_month_day();
-    ASSERT_EQ(std::stoi(bedrock::i18n::to_string(text.substr(0, 4))), ymd.year);
-    ASSERT_EQ(std::stoi(bedrock::i18n::to_string(text.substr(5, 2))), ymd.month);
-    ASSERT_EQ(std::stoi(bedrock::i18n::to_string(text.substr(8, 2))), ymd.day);
-    ASSERT_EQ(Conversion::fromUstring(text), time);
+  // Eleven days a step, so that in the course of the centuries every day of every kind of year is met.
+  for (date day(boost::date_time::min_date_time); day <= lastDay - boost::gregorian::days(11);
+       day += boost::gregorian::days(11)) {
+    ASSERT_NO_FATAL_FAILURE(expectAgreement(day));
+  }
+}
+
+TEST(DateTimeConversion, AgreesWithTheCalendarAtTheEdgesOfEveryYear) {
+  for (unsigned short year = 1400; year <= 9999; ++year) {
+    ASSERT_NO_FATAL_FAILURE(expectAgreement(date(year, 1, 1)));
+    ASSERT_NO_FATAL_FAILURE(expectAgreement(date(year, 2, 28)));
+    ASSERT_NO_FATAL_FAILURE(expectAgreement(date(year, 2, 28) + boost::gregorian::days(1)));
+    ASSERT_NO_FATAL_FAILURE(expectAgreement(date(year, 12, 31)));
   }
 }
 
