@@ -60,6 +60,8 @@ class TARN_EXPORT AbstractOwnedCollection {
     AbstractOwnedCollection& fCollection;
   };
 
+  /// Copying is the concrete collection's: a copy is a snapshot of the content.
+  AbstractOwnedCollection(const AbstractOwnedCollection&) = delete;
   AbstractOwnedCollection& operator=(const AbstractOwnedCollection&) = delete;
   virtual ~AbstractOwnedCollection();
 
@@ -81,8 +83,6 @@ class TARN_EXPORT AbstractOwnedCollection {
 
  protected:
   AbstractOwnedCollection(internal::CountedImpl* owner, const meta::Property& property) noexcept;
-  /// A snapshot of the other's content.
-  AbstractOwnedCollection(const AbstractOwnedCollection& other);
   AbstractOwnedCollection(AbstractOwnedCollection&& other) noexcept;
 
   /// The record that holds the content. @throws DestroyedElementError
@@ -124,7 +124,6 @@ class TARN_EXPORT PrimitiveCollection : public AbstractOwnedCollection {
 
  protected:
   using AbstractOwnedCollection::AbstractOwnedCollection;
-  PrimitiveCollection(const PrimitiveCollection&) = default;
   PrimitiveCollection(PrimitiveCollection&&) noexcept = default;
 };
 
@@ -188,7 +187,6 @@ class TARN_EXPORT ElementCollection : public AbstractOwnedCollection {
 
  protected:
   using AbstractOwnedCollection::AbstractOwnedCollection;
-  ElementCollection(const ElementCollection&) = default;
   ElementCollection(ElementCollection&&) noexcept = default;
 };
 

@@ -113,8 +113,8 @@ class TARN_EXPORT ModelElement::Impl : public ElementImpl {
 
   /// Writes a single-valued property; the containment, opposites and back references follow. An empty value clears it.
   /// A map property takes a map, replacing the content, or an empty value, clearing it.
-  /// @throws the cast failure naming the value's type when the value does not fit the property's type;
-  ///   PropertyError for a collection, or a read-only property under public access;
+  /// @throws the cast failure naming the value's type when the value does not fit the property's type and multiplicity;
+  ///   PropertyError for a read-only or guarded property under public access;
   ///   ContainmentError when the element would contain itself or the target lives in another model.
   virtual void setPropertyValue(const meta::Property& property, const Value& value, const ReflectionPrivateTag& access);
 

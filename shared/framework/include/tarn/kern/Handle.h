@@ -26,6 +26,10 @@ class TARN_EXPORT CountedImpl {
   void addRef() const noexcept {
     if (fRefs >= 0) ++fRefs;
   }
+  /// What kind of owner a live collection meets behind a record.
+  enum class RecordKind : std::uint8_t { Element, Data, Snapshot, Other };
+  [[nodiscard]] RecordKind recordKind() const noexcept { return fRecordKind; }
+
   void release() const noexcept {
     if (fRefs >= 0 && --fRefs == 0 && fFreedWithLastHandle) lastHandleGone();
   }
@@ -41,9 +45,6 @@ class TARN_EXPORT CountedImpl {
   [[nodiscard]] bool isHeld() const noexcept { return fRefs != 0; }
 
   static constexpr std::int32_t kImmortal = -1;
-
-  /// What kind of owner a live collection meets behind a record.
-  enum class RecordKind : std::uint8_t { Element, Data, Snapshot, Other };
 
   mutable std::int32_t fRefs = 0;
   bool fFreedWithLastHandle = false;

@@ -157,7 +157,7 @@ class TARN_EXPORT Model::Impl final : public internal::CountedImpl {
   ~Impl() override;
   void lastHandleGone() const noexcept override;
 
-  std::unique_ptr<internal::ModelCore> fCore;
+  internal::ModelCore* fCore;  // outlives the model while handles to its elements or transactions are left
 };
 
 inline Model::Model(Impl* impl) noexcept : HandleBase(impl) {}

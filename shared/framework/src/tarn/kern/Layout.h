@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -10,10 +12,22 @@
 
 /// Where the properties of a class or data type lie in an instance.
 ///
-/// An instance is one block: a header (element or data record), then the presence bits, then one slot per property. Slots of
-/// plain values hold the C++ object itself. The index of a property's slot is the same in the declaring type and in all that
-/// derive from it by the superclass chain; the offset is each layout's own.
+/// An instance is one block: a header (element or data record), then the presence bits, then one slot per property.
+/// Slots of plain values hold the C++ object itself. The index of a property's slot is the same in the declaring type
+/// and in all that derive from it by the superclass chain; the offset is each layout's own.
 namespace tarn::kern::internal {
+
+/// What an element reserves for the objects that only its own record knows: its list of elements, its live map.
+inline constexpr std::size_t kElementListBytes = 24;
+inline constexpr std::size_t kMapSlotBytes = 64;
+/// The alignment of the slot area, and the strictest one of a slot.
+inline constexpr std::size_t kSlotAlignment = 8;
+/// The most properties of one type, inherited ones included: a slot's index has 16 bits, and some numbers are kept
+/// free.
+inline constexpr std::size_t kMaxProperties = 65'000;
+
+/// How a value of that type is held.
+[[nodiscard]] StorageType storageTypeOf(const meta::Type& type) noexcept;
 
 enum class SlotShape : std::uint8_t {
   Single,     ///< one plain value, with a presence bit; a map has none, it is always there
@@ -56,8 +70,8 @@ struct Layout {
 
   meta::StructuredType type;
   bool isData = false;
-  std::uint32_t sizeBytes = 0;
-  std::uint32_t presenceWords = 0;
+  std::uint32_t sizeBytes = 0;      // of the slot area: presence words and slots; a multiple of kSlotAlignment
+  std::uint32_t presenceWords = 0;  // of 64 bits each
   std::vector<SlotInfo> slots;
 
   // Slots by use, as indices into `slots`, so that walks touch only what matters.
@@ -68,8 +82,20 @@ struct Layout {
   std::vector<std::uint16_t> paired;
 
  private:
-  [[nodiscard]] const SlotInfo* findByOrigin(const meta::Property::Impl* property) const noexcept;
-  std::vector<std::pair<const meta::Property::Impl*, std::uint16_t>> fByOrigin;  // sorted by address
+  using OriginEntry = std::pair<const meta::Property::Impl*, std::uint16_t>;
+
+  [[nodiscard]] const SlotInfo* findByOrigin(const meta::Property::Impl* property) const noexcept {
+    const auto at = std::lower_bound(fByOrigin.begin(), fByOrigin.end(), property,
+                                     [](const OriginEntry& entry, const meta::Property::Impl* wanted) {
+                                       return std::less<>()(entry.first, wanted);
+                                     });
+    return at != fByOrigin.end() && at->first == property ? &slots[at->second] : nullptr;
+  }
+
+  void describeSlots(const std::vector<meta::Property>& allProperties);
+  void placeSlots();
+  void listSlotsByUse();
+  std::vector<OriginEntry> fByOrigin;  // sorted by address
 };
 
 }  // namespace tarn::kern::internal
