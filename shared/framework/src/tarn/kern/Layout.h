@@ -22,8 +22,7 @@ inline constexpr std::size_t kElementListBytes = 24;
 inline constexpr std::size_t kMapSlotBytes = 64;
 /// The alignment of the slot area, and the strictest one of a slot.
 inline constexpr std::size_t kSlotAlignment = 8;
-/// The most properties of one type, inherited ones included: a slot's index has 16 bits, and some numbers are kept
-/// free.
+/// The most properties of one type, inherited ones included: a slot's index has 16 bits.
 inline constexpr std::size_t kMaxProperties = 65'000;
 
 /// How a value of that type is held.

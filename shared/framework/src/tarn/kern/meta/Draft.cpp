@@ -1,0 +1,53 @@
+#include "Draft.h"
+
+#include <algorithm>
+#include <limits>
+
+#include <bedrock/i18n.h>
+
+namespace tarn::kern::meta::internal {
+
+std::vector<std::string> Remarks::inOrder() const { return between(0, std::numeric_limits<std::size_t>::max()); }
+
+std::vector<std::string> Remarks::between(std::size_t first, std::size_t last) const {
+  std::vector<std::pair<std::size_t, std::string>> chosen;
+  for (const auto& remark : fRemarks) {
+    if (remark.first >= first && remark.first < last) chosen.push_back(remark);
+  }
+  std::stable_sort(chosen.begin(), chosen.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<std::string> texts;
+  for (auto& remark : chosen) texts.push_back(std::move(remark.second));
+  return texts;
+}
+
+std::string quoted(const ustring& name) { return "\"" + bedrock::i18n::to_string(name) + "\""; }
+
+const char* kindOf(const Type& type) noexcept {
+  using Kind = ModelElement::Impl::Kind;
+  switch (type->kind()) {
+    case Kind::Class:
+      return "class";
+    case Kind::DataType:
+      return "data type";
+    case Kind::PrimitiveType:
+      return "primitive type";
+    case Kind::Enum:
+      return "enum";
+    case Kind::Element:
+    case Kind::Package:
+    case Kind::EnumLiteral:
+    case Kind::Property:
+      break;
+  }
+  return "type";
+}
+
+std::string describe(const Type& type) { return kindOf(type) + (" " + quoted(type->getQualifiedName())); }
+
+std::string describe(const PropertyDraft& property) {
+  return describe(Type(property.owner->record)) + ", property " + quoted(property.record->getName());
+}
+
+std::string describe(const Package& package) { return "package " + quoted(package->getQualifiedName()); }
+
+}  // namespace tarn::kern::meta::internal
