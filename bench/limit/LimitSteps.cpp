@@ -91,7 +91,7 @@ Figures modelSteps(const Description& description) {
   timed("load B", [&] { fromBare = load(bare.view()); });
   requireSame(*model, *fromBare);
   require(saveBare(*fromBare).view() == bare.view(), "a model that was loaded gives other bytes");
-  timed("destroy", [&] { fromBare.reset(); });
+  timed("destroy loaded", [&] { fromBare.reset(); });
   timed("load z", [&] { fromZstd = load(zstd.view()); });
   requireSame(*model, *fromZstd);
 
@@ -100,6 +100,7 @@ Figures modelSteps(const Description& description) {
   figures.emplace_back("destroy tenth", nanosecondsPer(tenth, [&] { fromZstd->destroy(marked); }));
   requireNothingMarkedLeft(*fromZstd, marked);
   figures.emplace_back("clear from front", destroyFromFront(description));
+  timed("destroy built", [&] { model.reset(); });
   return figures;
 }
 
