@@ -9,6 +9,7 @@
 
 #include "../Layout.h"
 #include "../NearestName.h"
+#include "../Slots.h"
 
 namespace tarn::kern::meta::internal {
 
@@ -191,6 +192,14 @@ std::string PropertyRules::faultOfDefault(const Value& value) const {
   }
   if (value.getMeta().upper != 1) return "the default is a collection, but the property is single-valued";
   if (!value.hasObject()) return "the default holds nothing: without a default the property is absent anyway";
+  kern::internal::SlotInfo slot;
+  slot.property = &fRecord;
+  slot.storage = kern::internal::storageTypeOf(type());
+  try {
+    static_cast<void>(kern::internal::normalised(slot, value, true));
+  } catch (const bedrock::except::IMsgIDException&) {
+    return "the default holds an object of another C++ type than values of " + typeName() + " hold";
+  }
   return {};
 }
 
