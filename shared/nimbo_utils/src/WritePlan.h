@@ -1,0 +1,81 @@
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+#include <boost/optional.hpp>
+
+#include <tarn/kern/Value.h>
+#include <tarn/kern/meta/Class.h>
+#include <tarn/kern/meta/Property.h>
+
+#include "quillon/nimbo/SerializationTag.h"
+
+namespace quillon::nimbo::detail {
+
+/// Each property's default, fetched at first need.
+using DefaultValues = std::unordered_map<tarn::kern::meta::Property, boost::optional<tarn::kern::Value>>;
+
+/// How one property goes out. Everything that depends on the property alone is worked out once per stream, so that per
+/// element only the value is looked at.
+struct PropertyPlan {
+  /// What the binary form has no place for. It is found out when the first element with such a property is written,
+  /// after the properties before it.
+  enum class Refusal : std::uint8_t { None, QualifiedNotComposite, OppositeNotComposite };
+
+  enum class Shape : std::uint8_t { SingleElement, RequiredValue, OptionalValue, ManyElements, ManyValues };
+
+  /// Where an element's value is taken from. All ways give the same bytes. Reading through a Value is right for every
+  /// property; the others read the element's storage in place, because a Value costs several times what writing does.
+  enum class Route : std::uint8_t {
+    ThroughValue,
+    Object,       ///< a single plain value
+    EnumNumber,   ///< a single enum value
+    Data,         ///< a single structured value
+    Element,      ///< a single reference or contained element
+    Elements,     ///< a collection of them
+    FindStorage,  ///< a collection of values; how it is stored shows at the first one
+    Contiguous,   ///< a collection of values in one typed vector
+  };
+
+  tarn::kern::meta::Property property;
+  const boost::optional<tarn::kern::Value>* defaultValue;  ///< lies in the DefaultValues
+  const void* defaultObject;  ///< what the default holds, for the routes Object and EnumNumber; nullptr: nothing
+  std::int64_t reference;     ///< how the stream refers to the property; 0 until its name is on the stream
+  SerializationTag tag;       ///< of the declared type
+  Refusal refusal;
+  Shape shape;
+  Route route;
+  bool composite;
+
+  /// The declared one; a value's own may be a subclass.
+  [[nodiscard]] const tarn::kern::meta::Type& type() const noexcept { return property->getType(); }
+  [[nodiscard]] bool hasDefault() const noexcept { return defaultValue->has_value(); }
+
+  /// For the routes Object and EnumNumber: the same answer as comparing Values. nullptr is an absent value.
+  template <class T>
+  [[nodiscard]] bool equalsDefault(const T* object) const {
+    if (!hasDefault()) return false;
+    const auto* expected = static_cast<const T*>(defaultObject);
+    if (object == nullptr || expected == nullptr) return object == expected;
+    if constexpr (std::is_same_v<T, double>) {  // bits, so that -0.0 is not lost to a default of 0.0
+      return std::bit_cast<std::uint64_t>(*object) == std::bit_cast<std::uint64_t>(*expected);
+    } else {
+      return *object == *expected;
+    }
+  }
+};
+
+/// The properties of a class or data type that are written, in the order on the stream.
+using StructurePlan = std::vector<PropertyPlan>;
+
+/// Own properties by name, then those of the superclass, and so on. Omitted properties and the way back to the
+/// container are left out. The plans point into `defaults`, which must neither lose entries nor die before them.
+[[nodiscard]] StructurePlan makePlan(const tarn::kern::meta::Class& type, DefaultValues& defaults);
+
+/// A data type's own properties by name.
+[[nodiscard]] StructurePlan makePlan(const tarn::kern::meta::DataType& type, DefaultValues& defaults);
+
+}  // namespace quillon::nimbo::detail
