@@ -11,6 +11,18 @@ set(pieces
 )
 set(scripts   # the page's script is these one after the other, in this order
   Globals.js
+  Palettes.js
+  Objects.js
+  Descriptions.js
+  Visibility.js
+  Colors.js
+  Menus.js
+  Expressions.js
+  TopBar.js
+  Panes.js
+  Blocks.js
+  Keyboard.js
+  Start.js
 )
 
 list(JOIN scripts "|" script_list)

@@ -1,0 +1,86 @@
+// ---- Links into the tree ----
+
+/** Unfolds what hides the anchor of this name, so that the browser can go there. */
+function revealAnchor(name) {
+  const anchor = document.getElementsByName(name)[0];
+  if (!anchor) return;
+  for (let tree = anchor.closest('span.tree'); tree; tree = tree.parentElement.closest('span.tree')) {
+    if (isVisible(tree)) continue;
+    setVisible(tree, true);
+    idIter(reclassId(tree.id, 'expander'), toggleTreeNode);
+  }
+}
+
+function followLinks() {
+  document.addEventListener('click', (event) => {
+    const link = event.target.closest('a[href^="#"]');
+    if (link) revealAnchor(link.getAttribute('href').substring(1));
+  }, true);
+  window.addEventListener('hashchange', goToHash);
+  if (location.hash) goToHash();
+}
+
+function goToHash() {
+  const name = decodeURIComponent(location.hash.substring(1));
+  revealAnchor(name);
+  const anchor = document.getElementsByName(name)[0];
+  if (anchor) anchor.scrollIntoView();
+}
+
+// ---- What a reader who cannot see the page is told ----
+
+function describePage() {
+  document.documentElement.lang = 'en';
+  document.title = decodeURIComponent(location.pathname.split('/').pop()).replace(/\.html?$/, '') || 'Model';
+  describe(contentPane, 'main', 'Tree of the model');
+  describe(desc_tblPane, 'complementary', 'Descriptions');
+  describe(legendPane, 'note', 'Legend');
+  describe(colorList, 'menu', 'Colour sets');
+  describe(contextList, 'menu', 'Options');
+  for (const input of document.querySelectorAll('.address')) input.setAttribute('aria-label', 'Address');
+  for (const input of document.querySelectorAll('.feedback')) input.setAttribute('aria-label', 'Feedback');
+}
+
+function describe(obj, role, label) {
+  if (!obj) return;
+  obj.setAttribute('role', role);
+  obj.setAttribute('aria-label', label);
+}
+
+// ---- Loading ----
+
+document.documentElement.className = 'loading';
+
+function initAll() {
+  try {
+    readPage();
+  } finally {
+    document.documentElement.className = '';  // whatever went wrong, the tree is there to be seen
+  }
+  preparePanes();
+  prepareColors();
+  enableKeys();
+  describePage();
+  followLinks();
+}
+
+function readPage() {
+  populateDocumentIdMap();
+  recoverDescriptions();
+  cutTreeIntoBlocks();
+  if (contentPane) allContent = contentPane.getElementsByTagName('*');
+}
+
+function prepareColors() {
+  populateColorList();
+  activateColorSet(28);
+  fillColorPool();
+  markActiveColorSet();
+}
+
+function preparePanes() {
+  if (desc_tblPane) measureScrollbarWidth();
+  idIter('oFeedback', (box) => { box.value = ''; });
+  resizeDescTbl();
+  window.onresize = resizeDescTbl;
+}
