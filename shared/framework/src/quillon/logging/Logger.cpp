@@ -22,7 +22,25 @@ struct Delivery {
   // Held while the sink runs: calls do not overlap, and a replaced sink has ended. Recursive, so that a sink may
   // replace itself.
   std::recursive_mutex mutex;
+  // How many wait to replace the sink. Lines let those go first: the mutex by itself is not fair, and threads that log
+  // without a pause could keep a replacement waiting for ever.
+  std::atomic<int> replacements{0};
   std::shared_ptr<const Logger::Sink> sink = std::make_shared<const Logger::Sink>(&writeToStandardError);
+
+  void letReplacementsGoFirst() const noexcept {
+    for (int waiting = replacements.load(); waiting > 0; waiting = replacements.load()) replacements.wait(waiting);
+  }
+
+  std::shared_ptr<const Logger::Sink> replace(std::shared_ptr<const Logger::Sink> next) {
+    ++replacements;
+    {
+      const std::lock_guard lock(mutex);
+      sink.swap(next);
+    }
+    --replacements;
+    replacements.notify_all();
+    return next;
+  }
 
   static Delivery& instance() {
     static Delivery& sDelivery = *new Delivery;  // lives as long as the process
@@ -36,6 +54,7 @@ thread_local bool tIsInSink = false;
 void deliver(unsigned category, int level, std::string_view text) {
   if (tIsInSink) return writeToStandardError(category, level, text);
   Delivery& delivery = Delivery::instance();
+  delivery.letReplacementsGoFirst();
   const std::lock_guard lock(delivery.mutex);
   const std::shared_ptr<const Logger::Sink> sink = delivery.sink;  // lives on when the sink replaces itself
   struct InSink {
@@ -94,11 +113,7 @@ void Logger::setLevel(int level) noexcept { sLevel.store(level, std::memory_orde
 
 Logger::Sink Logger::setSink(Sink sink) {
   if (!sink) sink = &writeToStandardError;
-  auto next = std::make_shared<const Sink>(std::move(sink));
-  Delivery& delivery = Delivery::instance();
-  const std::lock_guard lock(delivery.mutex);
-  delivery.sink.swap(next);
-  return *next;
+  return *Delivery::instance().replace(std::make_shared<const Sink>(std::move(sink)));
 }
 
 LogStream::LogStream(unsigned category, int level)
