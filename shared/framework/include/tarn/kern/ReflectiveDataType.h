@@ -58,7 +58,9 @@ class TARN_EXPORT ReflectiveDataType {
   [[nodiscard]] std::span<const Value> peekValues(const meta::Property& property) const;
 
   /// The instance as a Value. There is always one: the reflective form is the native form of every data type.
-  [[nodiscard]] boost::optional<Value> toNonReflectiveDataTypeValue() const;
+  [[nodiscard]] boost::optional<Value> toNonReflectiveDataTypeValue() const&;
+  /// Takes the content instead of copying it: a reader that builds nested values from the inside spares a copy per level.
+  [[nodiscard]] boost::optional<Value> toNonReflectiveDataTypeValue() &&;
 
   friend TARN_EXPORT bool operator==(const ReflectiveDataType& a, const ReflectiveDataType& b);
   friend TARN_EXPORT std::strong_ordering operator<=>(const ReflectiveDataType& a, const ReflectiveDataType& b);

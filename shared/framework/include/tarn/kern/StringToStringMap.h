@@ -34,6 +34,7 @@ enum class CollisionResolution : std::uint32_t {
 class TARN_EXPORT StringToStringMap {
  public:
   using Entry = std::pair<const ustring, ustring>;
+  using value_type = Entry;
   using const_iterator = std::list<Entry>::const_iterator;
 
   StringToStringMap();

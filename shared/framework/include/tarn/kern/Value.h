@@ -108,6 +108,7 @@ class TARN_EXPORT Value {
   /// Its type is the element's class, or ModelElement::metaClass() for a null handle, which is then a stored null.
   Value(const ModelElement& element);     // NOLINT(google-explicit-constructor)
   Value(const ReflectiveDataType& data);  // NOLINT(google-explicit-constructor)
+  Value(ReflectiveDataType&& data);       // NOLINT(google-explicit-constructor): takes the content, however deep it is
 
   /// A value of the given meta holding `object`: for enums a number of any width (held as 64 bits), for custom types an
   /// object of the registered type, for classes a ModelElement.

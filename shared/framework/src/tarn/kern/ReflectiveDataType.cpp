@@ -125,7 +125,8 @@ void ReflectiveDataType::setPropertyValue(const meta::Property& property, const 
   }
 }
 
-boost::optional<Value> ReflectiveDataType::toNonReflectiveDataTypeValue() const { return Value(*this); }
+boost::optional<Value> ReflectiveDataType::toNonReflectiveDataTypeValue() const& { return Value(*this); }
+boost::optional<Value> ReflectiveDataType::toNonReflectiveDataTypeValue() && { return Value(std::move(*this)); }
 
 bool operator==(const ReflectiveDataType& a, const ReflectiveDataType& b) {
   if (a.fRecord == b.fRecord) return true;

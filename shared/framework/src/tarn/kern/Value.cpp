@@ -146,6 +146,8 @@ Value::Value(const ReflectiveDataType& data) : fMeta(data.getType(), ValueFlags:
   emplace(ReflectiveDataType(data));
 }
 
+Value::Value(ReflectiveDataType&& data) : fMeta(data.getType(), ValueFlags::Single) { emplace(std::move(data)); }
+
 Value::Value(const Value& other) : fMeta(other.fMeta), fOps(other.fOps) {
   if (other.fObject != nullptr) fObject = fOps->clone(other.fObject, fSpace);
 }
