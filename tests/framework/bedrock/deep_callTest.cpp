@@ -263,7 +263,7 @@ void checkResults() {
   EXPECT_EQ(&reference, &number);
   const int& constReference = callDeep([&]() -> const int& { return number; });
   EXPECT_EQ(&constReference, &number);
-  int&& moved = callDeep([&]() -> int&& { return std::move(number); });
+  int&& moved = callDeep([&]() -> int&& { return static_cast<int&&>(number); });
   EXPECT_EQ(&moved, &number);
   const std::unique_ptr<int> owned = callDeep([] { return std::make_unique<int>(8); });
   EXPECT_EQ(*owned, 8);

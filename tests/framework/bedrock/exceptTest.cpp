@@ -50,9 +50,9 @@ TEST(Exception, SaysTheSameInEveryForm) {
 TEST(Exception, KeepsItsTextInCopiesAndWhenMoved) {
   CastFailure failure = makeFailure();
   const CastFailure copy(failure);
-  const CastFailure moved(std::move(failure));
+  const CastFailure moved(std::move(failure));  // NOLINT(performance-move-const-arg): that it copies is the point
   EXPECT_STREQ(copy.what(), moved.what());
-  EXPECT_STREQ(failure.what(), moved.what());  // an exception is never without a text
+  EXPECT_STREQ(failure.what(), moved.what());  // NOLINT(bugprone-use-after-move): an exception always has its text
   failure = CastFailure(i18n::ustring(u"other"));
   EXPECT_THAT(failure.what(), HasSubstr("\"other\""));
   EXPECT_THAT(copy.what(), HasSubstr("Str\xC3\xAFng"));
@@ -94,7 +94,7 @@ TEST(IMsgIDException, OffersIdentifierAndConversionsToDerivedClasses) {
   const OwnFailure failure;
   EXPECT_STREQ(failure.what(), "CannotCastIncompatibleTypes / na\xC3\xAFve");
   EXPECT_EQ(failure.toUstring(), u"na\u00EFve");
-  const OwnFailure copy(failure);
+  const OwnFailure copy(failure);  // NOLINT(performance-unnecessary-copy-initialization)
   EXPECT_STREQ(copy.what(), failure.what());
 }
 

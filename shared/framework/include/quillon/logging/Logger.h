@@ -81,7 +81,7 @@ class TARN_EXPORT Logger {
   [[nodiscard]] static Logger& logger(unsigned category);
 
   /// Opens a debug line. @param always delivers it whatever the level is.
-  [[nodiscard]] LogStream debug(bool always) noexcept;
+  [[nodiscard]] LogStream debug(bool always) const noexcept;
 
   [[nodiscard]] unsigned category() const noexcept { return fCategory; }
 

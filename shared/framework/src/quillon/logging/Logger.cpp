@@ -98,7 +98,7 @@ Logger& Logger::logger(unsigned category) {
   return category == 0 ? LoggerTable::first() : LoggerTable::instance().get(category);
 }
 
-LogStream Logger::debug(bool always) noexcept {
+LogStream Logger::debug(bool always) const noexcept {
   if (!always && getLevel() > kDebugLevel) return {};
   try {
     return {fCategory, kDebugLevel};
