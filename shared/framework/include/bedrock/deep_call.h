@@ -19,7 +19,8 @@
 /// While the current stack has room this is a plain call with one comparison in front. When little is left, the call
 /// goes on a fresh stack segment of at most 1 MiB (guard page below), so depth is bounded by memory alone, and a thread
 /// with a small stack is as good as the main one. Segments are given back as the recursion returns; a thread keeps a
-/// few for the next time, one after its outermost call has ended, none after its end.
+/// few for the next time, one after its outermost call has ended, none after its end. A recursion that never ends takes
+/// memory until there is none: what recurses over a graph must mark where it has been.
 ///
 /// Threads: each thread has its own segments. Inside a deep call a thread must neither be cancelled nor hand its stack
 /// over to another thread.
