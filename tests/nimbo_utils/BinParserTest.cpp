@@ -773,7 +773,7 @@ TEST(BinParser, LeavesAnOpenTransactionUsableWhenReadingFails) {
 
 TEST(BinParser, PassesOnThatTheCommitFailed) {
   const Model model = testsupport::emptyModel();
-  kern::testing::failNextCommit(model, "the disk is full");
+  kern::testhooks::failNextCommit(model, "the disk is full");
   EXPECT_THROW(loadInto(model, oneBox(1)), kern::TransactionError);
   EXPECT_EQ(model->getElementCount(), 0U);
   EXPECT_EQ(model->getTransactionDepth(), 0U);

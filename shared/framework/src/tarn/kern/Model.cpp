@@ -163,10 +163,10 @@ void Model::Impl::resetDataSource() {}
 
 void Model::Impl::destroy() { fCore->destroyContent(); }
 
-namespace testing {
+namespace testhooks {
 
 void failNextCommit(const Model& model, std::string text) { model->core().failNextCommit(std::move(text)); }
 
-}  // namespace testing
+}  // namespace testhooks
 
 }  // namespace tarn::kern

@@ -1,0 +1,67 @@
+#include <gtest/gtest.h>
+
+#include <tarn/kern/Model.h>
+#include <tarn/kern/ModelCompare.h>
+
+#include "framework/tarn/kern/KernelTestModel.h"
+
+using namespace kerneltest;  // NOLINT: the vocabulary of these tests
+using namespace tarn::kern;  // NOLINT
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kDepth = 100'000;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr int kDepth = 100'000;
+#else
+constexpr int kDepth = 1'000'000;
+#endif
+#else
+constexpr int kDepth = 1'000'000;
+#endif
+
+/// A chain linked by that property, whose first element is given.
+ModelElement chain(const Model& model, const char16_t* link) {
+  const meta::Property property = kerneltest::property(link);
+  const ModelElement first = newNode(model);
+  ModelElement last = first;
+  for (int i = 1; i < kDepth; ++i) {
+    const ModelElement next = newNode(model);
+    last->set(property, next);
+    last = next;
+  }
+  return first;
+}
+
+}  // namespace
+
+TEST(DeepModel, BuildsComparesRollsBackAndDestroysAChainOfContainment) {
+  const Model model = newModel();
+  Transaction building = model->beginTransaction(false);
+  const ModelElement first = chain(model, u"only");
+  EXPECT_EQ(model->getTopLevelElements().size(), 1U);
+  building.rollBack();
+  EXPECT_EQ(model->getElementCount(), 0U);
+
+  const ModelElement again = chain(model, u"only");
+  EXPECT_TRUE(modelsEqual(model, model));
+  Transaction destroying = model->beginTransaction(false);
+  again->destroy();
+  EXPECT_EQ(model->getElementCount(), 0U);
+  destroying.rollBack();
+  EXPECT_EQ(model->getElementCount(), static_cast<std::size_t>(kDepth));
+  again->destroy();
+  EXPECT_EQ(model->getElementCount(), 0U);
+}
+
+TEST(DeepModel, BuildsAndDestroysAChainOfReferences) {
+  const Model model = newModel();
+  const ModelElement first = chain(model, u"next");
+  EXPECT_TRUE(modelsEqual(model, model));
+  first->destroy();
+  EXPECT_EQ(model->getElementCount(), static_cast<std::size_t>(kDepth) - 1);
+  model->destroy();
+  EXPECT_EQ(model->getElementCount(), 0U);
+}
