@@ -1,0 +1,169 @@
+#include "quillon/nimbo/PrettyPrinter.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+
+#include "PrintingParts.h"
+#include "quillon/nimbo/html/Manipulators.h"
+#include "quillon/nimbo/html/OFStream.h"
+
+/// The printer as a whole: flags, numbers, what is hidden, and the two outputs. The walks are in TreePrinting.cpp and
+/// DescriptionPrinting.cpp, the looks of values in ValuePrinting.cpp.
+namespace quillon::nimbo {
+
+namespace kern = tarn::kern;
+
+namespace {
+
+constexpr std::size_t kColumnsPerLevel = 4;
+/// What an expander takes at the head of a line: a line without one starts its text in the same column.
+constexpr std::size_t kColumnsOfExpander = 2;
+
+void checkModel(const kern::Model& model) {
+  if (!model) throw std::invalid_argument("the model to print is a null handle: make one with Model::create");
+}
+
+}  // namespace
+
+PrettyPrinter::PrettyPrinter() = default;
+PrettyPrinter::PrettyPrinter(const PrettyPrinter& other) = default;
+PrettyPrinter& PrettyPrinter::operator=(const PrettyPrinter& other) = default;
+PrettyPrinter::~PrettyPrinter() = default;
+
+PrettyPrinter& PrettyPrinter::emitDefaultValues(bool on) {
+  fEmitDefaultValues = on;
+  return *this;
+}
+
+PrettyPrinter& PrettyPrinter::emitEmptyCollections(bool on) {
+  fEmitEmptyCollections = on;
+  return *this;
+}
+
+PrettyPrinter& PrettyPrinter::emitNullElements(bool on) {
+  fEmitNullElements = on;
+  return *this;
+}
+
+// --- The two outputs.
+
+void PrettyPrinter::print(std::ostream& os, const Model& model) {
+  checkModel(model);
+  for (const ModelElement& element : model->getTopLevelElements()) emitElement(os, element, "", true);
+}
+
+void PrettyPrinter::generateHTMLFile(const std::string& path, const Model& model) {
+  checkModel(model);  // before the file is touched
+  html::OFStream os(path);
+  os << html::tree{};
+  print(os, model);
+  os << html::etree{} << html::defs{};
+  for (const ModelElement& element : model->getAllElements(kern::FindElementBehavior::Anywhere)) {
+    emitElementDef(os, element);
+  }
+  os << html::edefs{};
+}
+
+void print(std::ostream& os, const kern::Model& model) { PrettyPrinter().print(os, model); }
+
+void generateHTMLFile(const std::string& path, const kern::Model& model) {
+  PrettyPrinter().generateHTMLFile(path, model);
+}
+
+// --- Names and numbers.
+
+std::string PrettyPrinter::elemId(const ModelElement& element) {
+  if (!element) return "0";
+  const auto [entry, isNew] = fElementIds.try_emplace(element->getUuid(), fLastId + 1);
+  if (isNew) ++fLastId;
+  return std::to_string(entry->second);
+}
+
+std::string PrettyPrinter::elemStr(const ModelElement& element) {
+  if (!element) return detail::kNullText;
+  std::stringstream entry;
+  emitElementEntry(entry, element, false);
+  std::string text = std::move(entry).str();
+  return text.empty() ? "_" : text;
+}
+
+std::string PrettyPrinter::ptrId(const void* pointer) {
+  if (pointer == nullptr) return "nullptr";
+  // As a stream writes an address; but a stream of its own for each collection would be most of the work.
+  std::array<char, 2 + 2 * sizeof(pointer)> text{'0', 'x'};
+  const auto end =
+      std::to_chars(text.data() + 2, text.data() + text.size(), reinterpret_cast<std::uintptr_t>(pointer), 16).ptr;
+  return {text.data(), end};
+}
+
+// --- Indentation.
+
+std::size_t PrettyPrinter::indentWidth(bool expander) const {
+  return static_cast<std::size_t>(fIndentLevel) * kColumnsPerLevel + (expander ? 0 : kColumnsOfExpander);
+}
+
+std::string PrettyPrinter::indent(bool expander) { return std::string(indentWidth(expander), ' '); }
+
+/// Writes what indent() gives, in blocks that are always there: the lines of a deep tree are nearly all blanks, and a
+/// stream that has failed costs a deep walk no time for them.
+void PrettyPrinter::emitIndent(std::ostream& os, bool expander) const {
+  static constexpr std::array<char, 1024> kBlanks = [] {
+    std::array<char, 1024> blanks{};
+    blanks.fill(' ');
+    return blanks;
+  }();
+  for (std::size_t left = indentWidth(expander); left > 0 && os;) {
+    const std::size_t block = std::min(left, kBlanks.size());
+    os.write(kBlanks.data(), static_cast<std::streamsize>(block));
+    left -= block;
+  }
+}
+
+// --- Reading, and what is hidden.
+
+PrettyPrinter::Value PrettyPrinter::readProperty(const ModelElement& element, const Property& property) {
+  if (!element) throw std::invalid_argument("a property of a null element was to be printed: pass an element");
+  if (!property) throw std::invalid_argument("a null property was to be printed: pass one of the element's class");
+  return element->getPropertyValue(property, kern::ReflectionPrivateTag::PUBLIC_ACCESS);
+}
+
+bool PrettyPrinter::isElementToHideInTree(const ModelElement& element) const { return !fEmitNullElements && !element; }
+
+bool PrettyPrinter::isPropertyToFullyHide(const ModelElement& element, const Property& property) const {
+  try {
+    const Value value = readProperty(element, property);
+    if (property->isReference() && detail::isMany(property)) static_cast<void>(value.toElementCollection());
+    return false;
+  } catch (...) {  // whatever it is: one property that cannot be read must not cost the whole print
+    return true;
+  }
+}
+
+bool PrettyPrinter::isPropertyToHideInTree(const ModelElement& element, const Property& property) const {
+  if (isPropertyToFullyHide(element, property)) return true;
+  const Value value = readProperty(element, property);
+  return property->isReference() ? isReferenceToHideInTree(property, value) : isValueToHideInTree(property, value);
+}
+
+bool PrettyPrinter::isReferenceToHideInTree(const Property& property, const Value& value) const {
+  if (!detail::isMany(property)) return isElementToHideInTree(value.get<ModelElement>());
+  if (fEmitEmptyCollections) return false;
+  const kern::ElementCollection& members = value.toElementCollection();
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    if (!isElementToHideInTree(members.getElement(i))) return false;
+  }
+  return true;
+}
+
+bool PrettyPrinter::isValueToHideInTree(const Property& property, const Value& value) const {
+  if (detail::isMany(property)) return !fEmitEmptyCollections && value.toPrimitiveCollection().empty();
+  return !fEmitDefaultValues && property->defaultValue() && *property->defaultValue() == value;
+}
+
+bool PrettyPrinter::isPropertyToFlattenInTree(const Property&) const { return false; }
+
+}  // namespace quillon::nimbo
