@@ -72,6 +72,11 @@ class TARN_EXPORT PropertyBuilder {
   PropertyBuilder& composite();
   /// What a new instance shows. For single plain values only.
   PropertyBuilder& defaultsTo(Value value);
+  /// An object of a standard type's C++ type. (Without this overload a plain 0 would be taken for a null text.)
+  template <StandardValueType T>
+  PropertyBuilder& defaultsTo(T object) {
+    return defaultsTo(Value(std::move(object)));
+  }
   /// The literal of that name of the property's enum; for any other type a String value.
   PropertyBuilder& defaultsTo(const char16_t* literalOrText);
   /// The name of the property of the target class that is the other end. Both ends must say so.

@@ -22,27 +22,21 @@ std::vector<std::string> Remarks::between(std::size_t first, std::size_t last) c
 
 std::string quoted(const ustring& name) { return "\"" + bedrock::i18n::to_string(name) + "\""; }
 
-const char* kindOf(const Type& type) noexcept {
-  using Kind = ModelElement::Impl::Kind;
-  switch (type->kind()) {
-    case Kind::Class:
-      return "class";
-    case Kind::DataType:
-      return "data type";
-    case Kind::PrimitiveType:
-      return "primitive type";
-    case Kind::Enum:
-      return "enum";
-    case Kind::Element:
-    case Kind::Package:
-    case Kind::EnumLiteral:
-    case Kind::Property:
-      break;
-  }
-  return "type";
+namespace {
+
+const char* wordFor(const Type& type) noexcept {
+  if (Class::accepts(type->kind())) return "class";
+  if (DataType::accepts(type->kind())) return "data type";
+  return Enum::accepts(type->kind()) ? "enum" : "primitive type";
 }
 
-std::string describe(const Type& type) { return kindOf(type) + (" " + quoted(type->getQualifiedName())); }
+}  // namespace
+
+std::string kindOf(const Type& type) {
+  return (Enum::accepts(type->kind()) ? "an " : "a ") + std::string(wordFor(type));
+}
+
+std::string describe(const Type& type) { return wordFor(type) + (" " + quoted(type->getQualifiedName())); }
 
 std::string describe(const PropertyDraft& property) {
   return describe(Type(property.owner->record)) + ", property " + quoted(property.record->getName());

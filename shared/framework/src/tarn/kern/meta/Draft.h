@@ -18,6 +18,9 @@ class Remarks {
  public:
   void add(std::size_t place, std::string text) { fRemarks.emplace_back(place, std::move(text)); }
   [[nodiscard]] bool empty() const noexcept { return fRemarks.empty(); }
+  /// A search for the nearest name takes time by the number of names. One who meets the first so many faults is helped;
+  /// a file that is broken throughout must not take hours to be refused.
+  [[nodiscard]] bool areFew() const noexcept { return fRemarks.size() < 32; }
   [[nodiscard]] std::vector<std::string> inOrder() const;
   /// Those whose place lies in [first, last).
   [[nodiscard]] std::vector<std::string> between(std::size_t first, std::size_t last) const;
@@ -75,8 +78,8 @@ struct Draft {
 // --- The words of messages.
 
 [[nodiscard]] std::string quoted(const ustring& name);
-/// `class`, `data type`, `enum`, `primitive type`.
-[[nodiscard]] const char* kindOf(const Type& type) noexcept;
+/// `a class`, `a data type`, `a primitive type`, `an enum`.
+[[nodiscard]] std::string kindOf(const Type& type);
 /// `class "library.Book"`.
 [[nodiscard]] std::string describe(const Type& type);
 /// `class "library.Book", property "title"`.

@@ -51,7 +51,7 @@ class PropertyRules {
   }
 
   void checkDeclaration() {
-    const std::string typeIs = "the type " + typeName() + " is a " + kindOf(type());
+    const std::string typeIs = "the type " + typeName() + " is " + kindOf(type());
     if (!fRecord.isReference() && fRecord.isComposite) {
       fault(typeIs + ": only elements of a class can be owned, so declare an attribute");
     } else if (!fRecord.isReference() && fSpec.isDeclaredAsReference) {
@@ -83,6 +83,7 @@ class PropertyRules {
     return at != fDraft.byRecord.end() && at->second->lacksSupertypes;
   }
   [[nodiscard]] std::string suggestionInTarget(const ustring& name) const {
+    if (!fDraft.faults.areFew()) return {};
     kern::internal::NearestName nearest(name);
     for (const Property& known : narrow<Class>(type())->getAllProperties()) nearest.offer(known->getName());
     return nearest.suggestion();
@@ -181,7 +182,7 @@ std::optional<Value> PropertyRules::defaultFromText(const ustring& text) {
   const auto literal = ofLiterals->getLiterals().find(text);
   if (literal != ofLiterals->getLiterals().end()) return Value::createEnumValue(literal->second);
   fault("the default " + quoted(text) + " is no literal of " + describe(type()) +
-        kern::internal::suggestionAmong(ofLiterals->getLiterals(), text));
+        (fDraft.faults.areFew() ? kern::internal::suggestionAmong(ofLiterals->getLiterals(), text) : std::string()));
   return std::nullopt;
 }
 

@@ -226,6 +226,7 @@ Type Registration::resolve(const TypeDraft& home, const TypeRef& reference, std:
 }
 
 std::string Registration::suggestTypeFor(const TypeDraft& home, const ustring& name) const {
+  if (!fDraft.faults.areFew()) return {};
   kern::internal::NearestName nearest(name);
   for (const auto& [simpleName, type] : home.home->record->getTypes()) nearest.offer(simpleName);
   // In the order of their names, so that the same mistake is always answered in the same way.
@@ -247,7 +248,7 @@ Class Registration::supertypeOf(const TypeDraft& type, const TypeRef& reference,
   const Class supertype = narrow<Class>(found);
   if (!supertype) {
     fault(type.place,
-          who + ": the " + role + " " + quoted(found->getQualifiedName()) + " is no class but a " + kindOf(found));
+          who + ": the " + role + " " + quoted(found->getQualifiedName()) + " is no class but " + kindOf(found));
   } else if (isKernelClass(supertype) && supertype != ModelElement::metaClass()) {
     fault(type.place, who + ": the " + role + " " + quoted(found->getQualifiedName()) +
                           " describes the meta-model itself; nothing can derive from it");
@@ -309,9 +310,7 @@ std::string circleText(const std::vector<TypeDraft*>& circle) {
   return text + quoted(circle.front()->record->getQualifiedName());
 }
 
-const Property::Impl* originOf(const Property& property) noexcept {
-  return property->getOrigin() ? property->getOrigin().get() : property.get();
-}
+Property originOf(const Property& property) { return property->getOrigin() ? property->getOrigin() : property; }
 
 }  // namespace
 
@@ -362,22 +361,19 @@ void Registration::completeClass(TypeDraft& type) {
 
 void Registration::copyProperties(TypeDraft& type, const Class& supertype) {
   Class::Impl& made = *type.asClass();
-  std::unordered_set<const Property::Impl*> present;
+  std::unordered_set<Property> present;
   for (const Property& property : made.getAllProperties()) present.insert(originOf(property));
   for (const Property& property : supertype->getAllProperties()) {
-    const Property::Impl* origin = originOf(property);
+    const Property origin = originOf(property);
     if (!present.insert(origin).second) continue;
     if (const Property other = made.getProperty(property->getName())) {
-      const Property otherOrigin(
-          const_cast<Property::Impl*>(originOf(other)));  // handles write nothing, see Property.h
       fault(type.place, describe(Type(&made)) + ": the further supertype " + quoted(supertype->getQualifiedName()) +
                             " brings a property " + quoted(property->getName()) +
                             ", but there is another one of that name, declared by " +
-                            describe(otherOrigin->getOwner()));
+                            describe(originOf(other)->getOwner()));
       continue;
     }
-    const Property source(const_cast<Property::Impl*>(origin));
-    Property::Impl* copy = MetaFactory::newCopy(fDraft.batch, source);
+    Property::Impl* copy = MetaFactory::newCopy(fDraft.batch, origin);
     MetaFactory::addProperty(made, *copy);
     type.copies.push_back(copy);
   }
@@ -390,9 +386,8 @@ void Registration::addOwnProperties(TypeDraft& type) {
     if (other && fDraft.byProperty.contains(other.get()) && other->getOwner().get() == &made) {
       fault(property.place, describe(property) + ": the property is declared twice");
     } else if (other) {
-      const StructuredType declaring = (other->getOrigin() ? other->getOrigin() : other)->getOwner();
       fault(property.place, describe(property) + ": the class inherits a property of that name from " +
-                                quoted(declaring->getQualifiedName()));
+                                quoted(originOf(other)->getOwner()->getQualifiedName()));
     }
     MetaFactory::addProperty(made, *property.record);
   }

@@ -15,7 +15,7 @@ namespace tarn::kern::meta::internal {
 /// makes one fault. Use once. @pre the registry's registration mutex is held until publish() has returned.
 class Registration {
  public:
-  explicit Registration(RegistryState& registry) noexcept : fRegistry(registry) {}
+  explicit Registration(RegistryState& registry) : fRegistry(registry) {}
 
   /// @throws MetaModelError
   void prepare(const std::vector<PackageSpec*>& roots);
