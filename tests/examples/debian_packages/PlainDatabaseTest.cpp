@@ -12,6 +12,7 @@
 #include "ChildProcess.h"
 #include "PlainDatabase.h"
 #include "Relations.h"
+#include "SampleDatabase.h"
 #include "TestSupport.h"
 
 namespace debian_packages {
@@ -24,20 +25,7 @@ using testing::IsEmpty;
 using testing::Pair;
 using testing::SizeIs;
 
-const fs::path kSample = DEBIAN_PACKAGES_SAMPLE;
 const char* const kStanza = "Package: a\nStatus: install ok installed\nArchitecture: all\nVersion: 1\n";
-
-/// The sample with its file lists and its archive.
-PlainDatabase readSample() {
-  const TempDirectory directory;
-  ReadOptions options;
-  options.statusFile = kSample / "status";
-  options.readsFileLists = true;
-  options.readsArchives = true;
-  options.listsDirectory = kSample / "lists";
-  options.aptHelper = directory.writeProgram("helper", "exec cat \"$2\"");
-  return readDatabase(options);
-}
 
 const PlainInstalledPackage& packageOf(const PlainDatabase& database, const std::string& key) {
   const auto found = std::find_if(database.packages.begin(), database.packages.end(),
