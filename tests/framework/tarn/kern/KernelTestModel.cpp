@@ -54,8 +54,6 @@ Types makeTypes() {
   node.reference(u"owned", node).many().opposite(u"owner");
   node.reference(u"friends", node).many().opposite(u"friendOf");
   node.reference(u"friendOf", node).many().opposite(u"friends");
-  node.reference(u"mate", node).opposite(u"mate");
-  node.reference(u"peers", node).many().opposite(u"peers");
   node.attribute(u"hidden", StandardTypes::integerMeta).guarded();
   node.attribute(u"fixed", StandardTypes::integerMeta).readOnly();
   package.addClass(u"Special").extends(node);

@@ -23,7 +23,6 @@ using tarn::kern::Value;
 ///   children (Node, composite, many, opposite parent), only (Node, composite, single, opposite onlyOf), parent, onlyOf
 ///   next (Node), others (Node, many, unique), path (Node, many, not unique)
 ///   left/right (single to single), owner/owned (single to many), friends/friendOf (many to many)
-///   mate (single, its own opposite), peers (many, its own opposite)
 ///   hidden (Integer, guarded), fixed (Integer, read-only)
 /// Special extends Node. Unrelated: a class of its own with name (String).
 struct Types {

@@ -167,16 +167,19 @@ TEST(Model, FreesElementsThatHoldEachOtherThroughValues) {
   EXPECT_TRUE(a->isDestroyed());
 }
 
-TEST(Model, KeepsACollectionValueSafeAfterTheModelIsGone) {
-  boost::optional<Value> kept;
+TEST(Model, KeepsCollectionValuesSafeAfterItIsGone) {
+  boost::optional<Value> moved;
+  boost::optional<Value> copied;
   {
     const Model model = newModel();
     const ModelElement node = newNode(model);
     add(node, u"children", newNode(model));
-    kept = live(node, u"children");
+    moved = live(node, u"children");
+    copied = *moved;
   }
-  EXPECT_EQ(kept->toElementCollection().size(), 1U) << "copied into the optional, it is a snapshot";
-  EXPECT_THAT(kept->toElementCollection().getAllElements(), ElementsAre(ModelElement()));
+  EXPECT_THROW((void)moved->toElementCollection().size(), DestroyedElementError) << "moved, it is still live";
+  EXPECT_EQ(copied->toElementCollection().size(), 1U) << "copied, it is a snapshot";
+  EXPECT_THAT(copied->toElementCollection().getAllElements(), ElementsAre(ModelElement()));
 }
 
 TEST(Model, StaysInProportionWhenElementsComeAndGo) {

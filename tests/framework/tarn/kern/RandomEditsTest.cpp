@@ -36,20 +36,19 @@ class RandomEditor {
 
  private:
   void change(const ModelElement& a, const ModelElement& b) {
-    static const char16_t* const kSingle[] = {u"only", u"parent", u"onlyOf", u"next", u"left", u"right", u"owner", u"mate"};
-    static const char16_t* const kMany[] = {u"children", u"keyed", u"others", u"path", u"owned", u"friends", u"friendOf",
-                                            u"peers"};
+    static const char16_t* const kSingle[] = {u"only", u"parent", u"onlyOf", u"next", u"left", u"right", u"owner"};
+    static const char16_t* const kMany[] = {u"children", u"keyed", u"others", u"path", u"owned", u"friends", u"friendOf"};
     switch (below(12)) {
       case 0: a->set(u"name", ustring(below(40), u'n')); return;
       case 1: chance(2) ? a->unset(property(u"note")) : a->set(u"note", u"note"); return;
       case 2: editNumbers(a); return;
       case 3: editMap(a); return;
-      case 4: set(a, kSingle[below(8)], chance(5) ? ModelElement() : b); return;
+      case 4: set(a, kSingle[below(7)], chance(5) ? ModelElement() : b); return;
       case 5:
         if (chance(6)) a->destroy();
         return;
-      case 6: assignSome(a, kMany[below(8)]); return;
-      default: editElements(a, kMany[below(8)], b); return;
+      case 6: assignSome(a, kMany[below(7)]); return;
+      default: editElements(a, kMany[below(7)], b); return;
     }
   }
 
