@@ -1,3 +1,5 @@
+#include <span>
+
 #include <bedrock/i18n.h>
 #include <tarn/kern/Collections.h>
 
@@ -113,9 +115,24 @@ void BinSerializer::serializeDataTypeProperty(WriteRun& run, const kern::Reflect
     case Route::Elements:
     case Route::FindStorage:
     case Route::Contiguous:
-      serializePropertyValue(run, plan, data.getPropertyValue(plan.property));
+      serializeDataTypeMember(run, data, plan);
       break;
   }
+}
+
+void BinSerializer::serializeDataTypeMember(WriteRun& run, const kern::ReflectiveDataType& data, PropertyPlan& plan) {
+  const Value value = data.getPropertyValue(plan.property);
+  if (plan.shape != Shape::ManyValues || plan.hasDefault() || isContiguous(value.toPrimitiveCollection())) {
+    serializePropertyValue(run, plan, value);
+    return;
+  }
+  // Entries may be data values with collections of their own: a copy per level would take the square of their depth.
+  const std::span<const Value> entries = data.peekValues(plan.property);
+  serializeReference(run, plan);
+  writeTag(run.out, SerializationTag::COLLECTION);
+  writeTag(run.out, plan.tag);
+  run.out.write(std::uint64_t{entries.size()});
+  for (const Value& entry : entries) serializeValue(run, plan.type(), plan.tag, entry, false);
 }
 
 void BinSerializer::serializePropertyValue(WriteRun& run, PropertyPlan& plan, const Value& value) {

@@ -96,6 +96,8 @@ class NIMBO_EXPORT BinSerializer {
   void serializeContiguous(detail::WriteRun& run, const tarn::kern::ModelElement::Impl& element,
                            detail::PropertyPlan& plan);
 
+  void serializeDataTypeMember(detail::WriteRun& run, const tarn::kern::ReflectiveDataType& data,
+                               detail::PropertyPlan& plan);
   void serializeLiteralOf(detail::WriteRun& run, const tarn::kern::meta::Type& type, std::int64_t number);
   void serializeDataType(detail::WriteRun& run, const tarn::kern::meta::Type& type,
                          const tarn::kern::ReflectiveDataType& data);
