@@ -72,7 +72,8 @@ std::string differenceAfter(const std::function<void(SmallModel&)>& change) {
   SmallModel right;
   change(right);
   boost::optional<ModelDifference> difference;
-  EXPECT_EQ(modelsEqual(left.model, right.model, &difference), !difference);
+  const bool areEqual = modelsEqual(left.model, right.model, &difference);
+  EXPECT_EQ(areEqual, !difference);
   const auto back = firstDifference(right.model, left.model);
   EXPECT_EQ(static_cast<bool>(back), static_cast<bool>(difference)) << "the same from either side";
   return difference ? difference->text() : "";

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -17,6 +18,7 @@ namespace tarn::kern::valuetest {
 struct Money {
   std::int64_t cents = 0;
   friend auto operator<=>(const Money&, const Money&) = default;
+  [[nodiscard]] std::size_t hash() const { return static_cast<std::size_t>(cents); }
 };
 /// What values of the custom type Blob hold: larger than what a Value has room for, without order and hash.
 struct Blob {

@@ -87,26 +87,23 @@ void ValueText::writePlain(const Value& value) {
     return writeQuoted(bedrock::i18n::utf8_to_ustring(*text));
   }
   if (isEnumType(value.getType())) return writeEnum(value);
-  const StorageType storage = value.getType() ? storageTypeOf(value.getType()) : StorageType::Custom;
-  if (storage < StorageType::Map) {
-    return dispatchSingle(storage, [&]<class T>(TypeTag<T>) {
-      if constexpr (requires(const T& object) { plainText(object); }) {
-        const T* object = ValueAccess::stored<T>(value);
-        fText += object != nullptr ? plainText(*object) : "(an object of a foreign C++ type)";
-      }
-    });
-  }
   const auto primitive = narrow<meta::PrimitiveType>(value.getType());
-  if (primitive && primitive->storedType() == *ValueAccess::ops(value).type) return writeCustom(primitive, value);
-  fText += "(an object of a foreign C++ type)";
+  if (primitive && primitive->storedType() == *ValueAccess::ops(value).type) return writePrimitive(primitive, value);
+  writeForeign();
+}
+
+void ValueText::writeForeign() { fText += "(an object of a foreign C++ type)"; }
+
+void ValueText::writePrimitive(const meta::PrimitiveType& type, const Value& value) {
+  if (!type->isStandard()) return writeQuoted(type->toText(value));
+  dispatchSingle(storageTypeOf(type), [&]<class T>(TypeTag<T>) {
+    if constexpr (requires(const T& object) { plainText(object); }) fText += plainText(*ValueAccess::stored<T>(value));
+  });
 }
 
 void ValueText::writeEnum(const Value& value) {
   const auto* number = ValueAccess::stored<std::int64_t>(value);
-  if (number == nullptr) {
-    fText += "(an object of a foreign C++ type)";
-    return;
-  }
+  if (number == nullptr) return writeForeign();
   const meta::EnumLiteral literal = narrow<meta::Enum>(value.getType())->getLiteral(*number);
   fText += literal ? bedrock::i18n::to_string(literal->getName()) : std::string("without literal");
   fText += " (" + numberText(*number) + ")";
@@ -138,8 +135,6 @@ void ValueText::writeData(const ReflectiveDataType& data) {
   });
   --fDepth;
 }
-
-void ValueText::writeCustom(const meta::PrimitiveType& type, const Value& value) { writeQuoted(type->toText(value)); }
 
 void ValueText::writeMap(const StringToStringMap& map) {
   writeList(map, [&](const StringToStringMap::Entry& entry) {

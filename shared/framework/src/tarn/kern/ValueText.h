@@ -23,7 +23,8 @@ class ValueText {
   void writeEnum(const Value& value);
   void writeElement(const ModelElement& element);
   void writeData(const ReflectiveDataType& data);
-  void writeCustom(const meta::PrimitiveType& type, const Value& value);
+  void writePrimitive(const meta::PrimitiveType& type, const Value& value);
+  void writeForeign();
   void writeMap(const StringToStringMap& map);
   void writeEntries(const Value& value);
   void writeQuoted(std::u16string_view text);
