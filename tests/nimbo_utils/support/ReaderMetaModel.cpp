@@ -1,5 +1,6 @@
 #include "ReaderMetaModel.h"
 
+#include <bedrock/i18n.h>
 #include <tarn/kern/meta/PackageBuilder.h>
 #include <tarn/kern/meta/StandardTypes.h>
 
@@ -19,6 +20,13 @@ void registerReading() {
   builder.addClass(u"Circle").extends(shape).attribute(u"radius", StandardTypes::integerMeta);
   builder.addClass(u"Stranger").attribute(u"name", StandardTypes::stringMeta);
   builder.addClass(u"Noted").attribute(u"notes", StandardTypes::stringToStringMapMeta).required();
+
+  const auto& blob = builder.addPrimitive<Blob>(
+      u"Blob", [](const Blob& value) { return bedrock::i18n::utf8_to_ustring(value.bytes); },
+      [](const std::u16string& text) { return Blob{bedrock::i18n::ustring_to_utf8(text)}; });
+  auto& blobs = builder.addClass(u"Blobs");
+  blobs.attribute(u"blob", blob).required();
+  blobs.attribute(u"more", blob).many();
 
   auto& level = builder.addDataType(u"Level");
   level.attribute(u"number", StandardTypes::integerMeta).required().defaultsTo(kern::Value(std::int32_t{3}));
