@@ -1,0 +1,104 @@
+#include "KernelModel.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+
+#include <tarn/kern/Collections.h>
+
+namespace bench::model {
+namespace {
+
+using boost::posix_time::ptime;
+using tarn::kern::Model;
+using tarn::kern::ModelElement;
+using tarn::kern::ReflectionPrivateTag;
+using tarn::kern::ustring;
+using tarn::kern::Value;
+using tarn::kern::meta::Class;
+using tarn::kern::meta::Property;
+
+boost::uuids::uuid toUuid(const Uuid& bytes) {
+  boost::uuids::uuid result;
+  std::copy(bytes.begin(), bytes.end(), result.begin());
+  return result;
+}
+
+ptime toTime(Microseconds time) {
+  static const ptime kEpoch(boost::gregorian::date(1970, 1, 1));
+  return kEpoch + boost::posix_time::microseconds(time);
+}
+
+template <class T>
+void assignValues(ModelElement::Impl& element, const Property& property, const std::vector<T>& values) {
+  if (values.empty()) return;
+  const Value live = element.getPropertyValue(property, ReflectionPrivateTag::PUBLIC_ACCESS);
+  // Safe: the property's type and its storage are what this benchmark has defined.
+  static_cast<tarn::kern::TypedCollection<T>&>(live.toPrimitiveCollection()).assign(values);
+}
+
+void setValues(ModelElement::Impl& element, const Record& record, const BenchMetaModel& meta) {
+  element.set<ustring>(meta.name, record.name);
+  if (record.hasDocumentation) element.set<ustring>(meta.documentation, record.documentation);
+  element.set<bool>(meta.abstract, record.abstract);
+  element.set<std::int32_t>(meta.multiplicity, record.multiplicity);
+  element.set<std::int64_t>(meta.revision, record.revision);
+  element.set<double>(meta.weight, record.weight);
+  element.set<std::int64_t>(meta.visibility, static_cast<std::int64_t>(record.visibility));
+  if (record.modified != kNoTime) element.set<ptime>(meta.modified, toTime(record.modified));
+  assignValues(element, meta.tags, record.tags);
+  assignValues(element, meta.marks, record.marks);
+}
+
+void addChild(const ModelElement& folder, const ModelElement& child, const BenchMetaModel& meta) {
+  folder->getPropertyValue(meta.children, ReflectionPrivateTag::PUBLIC_ACCESS).toElementCollection().addElement(child);
+}
+
+void setReferences(const Record& record, ModelElement::Impl& element, const std::vector<ModelElement>& elements,
+                   const BenchMetaModel& meta) {
+  if (record.base != kNoRecord) element.set<ModelElement>(meta.base, elements[record.base]);
+  if (record.related.empty()) return;
+  std::vector<ModelElement> targets;
+  targets.reserve(record.related.size());
+  for (const RecordIndex target : record.related) targets.push_back(elements[target]);
+  element.getPropertyValue(meta.related, ReflectionPrivateTag::PUBLIC_ACCESS).toElementCollection().assign(targets);
+}
+
+ModelElement makeElement(const Model& model, const Record& record, const BenchMetaModel& meta) {
+  const Class& type = record.isFolder ? meta.folder : meta.item;
+  return type->instantiate(model, toUuid(record.uuid));
+}
+
+}  // namespace
+
+Model build(const Description& description, const BenchMetaModel& meta) {
+  Model model = Model::create(tarn::kern::ModelSpec());
+  tarn::kern::Transaction transaction = model->beginTransaction(false);
+  std::vector<ModelElement> elements;
+  elements.reserve(description.size());
+  for (const Record& record : description) {
+    const ModelElement& element = elements.emplace_back(makeElement(model, record, meta));
+    setValues(*element, record, meta);
+    if (record.parent != kNoRecord) addChild(elements[record.parent], element, meta);
+  }
+  for (std::size_t i = 0; i < description.size(); ++i) setReferences(description[i], *elements[i], elements, meta);
+  transaction.commit(boost::none);
+  return model;
+}
+
+Model buildFlat(const Description& description, const BenchMetaModel& meta) {
+  Model model = Model::create(tarn::kern::ModelSpec());
+  tarn::kern::Transaction transaction = model->beginTransaction(false);
+  const ModelElement root = meta.folder->instantiate(model, toUuid(description.front().uuid));
+  const Value children = root->getPropertyValue(meta.children, ReflectionPrivateTag::PUBLIC_ACCESS);
+  for (std::size_t i = 1; i < description.size(); ++i) {
+    children.toElementCollection().addElement(meta.item->instantiate(model, toUuid(description[i].uuid)));
+  }
+  transaction.commit(boost::none);
+  return model;
+}
+
+}  // namespace bench::model
