@@ -69,9 +69,10 @@ void showPlainValue(SerializationTag tag, const meta::Type& type, const Value& v
   if (!isStored) form.unsupported();
 }
 
-/// The data value in place where there is one: copies of nested data values are deep.
+/// The data value in place where there is one, as copies of nested ones are deep; an absent one by its defaults. These
+/// come to an end: no data type holds itself but through a collection.
 template <class Show>
-void showData(const Value& value, Show show) {
+void showData(const Value& value, const Show& show) {
   if (const auto* const data = value.peek<kern::ReflectiveDataType>()) return show(*data);
   show(value.toReflectiveDataType());
 }
@@ -175,6 +176,18 @@ void PrettyPrinter::emitValue(std::ostream& os, const Type& type, const Value& v
   showPlainValue(tag, type, value, optional, TreeForm(os));
 }
 
+void PrettyPrinter::emitValueDescItem(std::ostream& os, const std::string& name, const Type& type, const Value& value,
+                                      bool optional) {
+  const SerializationTag tag = tagOfType(type);
+  if (tag == SerializationTag::DATA_TYPE) {
+    return showData(value, [&](const kern::ReflectiveDataType& data) { emitDataDef(os, name, type, data); });
+  }
+  if (tag == SerializationTag::STRINGTOSTRINGMAP) return putMapRows(os, name, value.toStringToStringMap());
+  showPlainValue(tag, type, value, optional, RowForm(os, name));
+}
+
+// --- Data values.
+
 /// Every attribute shows, default or not: what the tree hides is told of elements only.
 void PrettyPrinter::emitDataTree(std::ostream& os, const Type& type, const kern::ReflectiveDataType& data) {
   os << "{\n";
@@ -186,19 +199,10 @@ void PrettyPrinter::emitDataTree(std::ostream& os, const Type& type, const kern:
   os << '}';
 }
 
-void PrettyPrinter::emitValueDescItem(std::ostream& os, const std::string& name, const Type& type, const Value& value,
-                                      bool optional) {
-  const SerializationTag tag = tagOfType(type);
-  if (tag == SerializationTag::DATA_TYPE) {
-    os << descItem{name, "attrId", ""};
-    return showData(value, [&](const kern::ReflectiveDataType& data) { emitDataDef(os, type, data); });
-  }
-  if (tag == SerializationTag::STRINGTOSTRINGMAP) return putMapRows(os, name, value.toStringToStringMap());
-  showPlainValue(tag, type, value, optional, RowForm(os, name));
-}
-
 /// The prefix is the same at every depth.
-void PrettyPrinter::emitDataDef(std::ostream& os, const Type& type, const kern::ReflectiveDataType& data) {
+void PrettyPrinter::emitDataDef(std::ostream& os, const std::string& name, const Type& type,
+                                const kern::ReflectiveDataType& data) {
+  os << descItem{name, "attrId", ""};
   forEachAttribute(type, data, [&](const Property& property, const Value& value) {
     emitPropertyDef(os, property, value, "  ", false);
   });

@@ -91,7 +91,8 @@ class NIMBO_EXPORT PrettyPrinter {
 
   /// Writes a single value within a line of the tree, as a reader of source text expects it: texts in quotes, "true",
   /// an enum's literal, a map as {"a" -> "1"}; a data value is a block in braces. 8-bit numbers are characters. Absent
-  /// (only asked for when `optional`): "<null>". Unsigned 64-bit numbers and custom types: "<unsupported>".
+  /// (only asked for when `optional`): "<null>", but a data value by its defaults. Unsigned 64-bit numbers and custom
+  /// types: "<unsupported>".
   virtual void emitValue(std::ostream& os, const Type& type, const Value& value, bool optional);
 
   /// Writes a single value as a row of a description, in the colour of its kind: bare texts, "TRUE", times in the
@@ -173,7 +174,8 @@ class NIMBO_EXPORT PrettyPrinter {
                      bool hiddenInTree);
   bool emitCollectionLink(std::ostream& os, const std::string& label,
                           const tarn::kern::AbstractOwnedCollection& collection, bool hiddenInTree) const;
-  void emitDataDef(std::ostream& os, const Type& type, const tarn::kern::ReflectiveDataType& data);
+  void emitDataDef(std::ostream& os, const std::string& name, const Type& type,
+                   const tarn::kern::ReflectiveDataType& data);
 
   bool fEmitEmptyCollections = false;
   bool fEmitNullElements = false;
