@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <unordered_set>
 
 #include "ChildProcess.h"
 #include "ReadError.h"
@@ -29,6 +30,8 @@ std::vector<std::filesystem::path> findPackageLists(const std::filesystem::path&
     if (isListName(entry.path().filename().native()) && entry.is_regular_file()) lists.push_back(entry.path());
   }
   std::sort(lists.begin(), lists.end());
+  std::unordered_set<std::string> names;
+  std::erase_if(lists, [&](const auto& list) { return !names.insert(packageListName(list)).second; });
   return lists;
 }
 

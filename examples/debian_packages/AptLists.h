@@ -8,8 +8,9 @@
 
 namespace debian_packages {
 
-/// The package lists that apt has fetched into a directory: files named ..._Packages, compressed or not, by name. A
-/// directory that does not exist holds none; one that cannot be read throws std::filesystem::filesystem_error.
+/// The package lists that apt has fetched into a directory: files named ..._Packages, compressed or not, by name. Of a
+/// list that is there twice, compressed in two ways, the first by name. A directory that does not exist holds none; one
+/// that cannot be read throws std::filesystem::filesystem_error.
 std::vector<std::filesystem::path> findPackageLists(const std::filesystem::path& listsDirectory);
 
 /// What a list is called whichever way it is compressed: its file's name up to "_Packages".

@@ -36,6 +36,15 @@ TEST(PackageLists, AreFoundByNameWhicheverWayTheyAreCompressed) {
   EXPECT_EQ(packageListName(b), "b");
 }
 
+TEST(PackageLists, AreFoundOnceHoweverOftenTheyLieThere) {
+  const TempDirectory directory;
+  directory.write("a_Packages.lz4", "");
+  directory.write("a_Packages.xz", "");
+  const auto between = directory.write("a_Packages-x_Packages", "");
+  const auto plain = directory.write("a_Packages", "");
+  EXPECT_THAT(findPackageLists(directory.path()), ElementsAre(plain, between));
+}
+
 TEST(PackageLists, AreUnpackedByTheHelper) {
   const TempDirectory directory;
   const auto helper = directory.writeProgram("helper", "[ \"$1\" = cat-file ] || exit 9\nexec cat \"$2\"");
