@@ -16,8 +16,6 @@ const ReflectionPrivateTag ReflectionPrivateTag::PRIVILEGED_ACCESS(true);
 
 namespace internal {
 
-namespace texts = internal::texts;
-
 static_assert(sizeof(MapSlot) <= kMapSlotBytes, "layouts reserve this many bytes for a map");
 
 ElementRecord::ElementRecord(const meta::Class& type, const boost::uuids::uuid& uuid, ModelCore& theCore,
