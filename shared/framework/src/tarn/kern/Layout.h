@@ -57,7 +57,7 @@ struct SlotInfo {
 struct Layout {
   /// Lays out a type whose getAllProperties is complete and whose properties bear their slot index: the position in
   /// getAllProperties. Properties with an origin are also found under it.
-  Layout(const meta::StructuredType& type, const std::vector<meta::Property>& allProperties);
+  Layout(const meta::StructuredType& laidOut, const std::vector<meta::Property>& allProperties);
 
   /// The slot of the property, or nullptr when the type lacks it.
   [[nodiscard]] const SlotInfo* find(const meta::Property::Impl* property) const noexcept {

@@ -16,6 +16,7 @@ std::vector<std::string> Remarks::between(std::size_t first, std::size_t last) c
   }
   std::stable_sort(chosen.begin(), chosen.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<std::string> texts;
+  texts.reserve(chosen.size());
   for (auto& remark : chosen) texts.push_back(std::move(remark.second));
   return texts;
 }

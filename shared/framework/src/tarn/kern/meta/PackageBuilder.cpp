@@ -248,6 +248,7 @@ Package PackageBuilder::registerPackage() { return registerAll({this}).front(); 
 
 std::vector<Package> PackageBuilder::registerAll(const std::vector<PackageBuilder*>& packages) {
   std::vector<internal::PackageSpec*> roots;
+  roots.reserve(packages.size());
   for (const PackageBuilder* package : packages) roots.push_back(package == nullptr ? nullptr : package->fSpec);
   if (std::vector<std::string> faults = faultsOfCall(roots); !faults.empty()) throw MetaModelError(std::move(faults));
 

@@ -245,7 +245,7 @@ Class Registration::supertypeOf(const TypeDraft& type, const TypeRef& reference,
   const std::string who = describe(Type(type.record));
   const Type found = resolve(type, reference, type.place, who, role);
   if (!found) return nullptr;
-  const Class supertype = narrow<Class>(found);
+  Class supertype = narrow<Class>(found);
   if (!supertype) {
     fault(type.place,
           who + ": the " + role + " " + quoted(found->getQualifiedName()) + " is no class but " + kindOf(found));

@@ -12,6 +12,8 @@ namespace tarn::kern::meta {
 Type::Impl::Impl(Kind kind, ustring name) : NamedElement::Impl(kind, std::move(name)) {}
 Type::Impl::~Impl() = default;
 
+// By value, as callers of the framework know it; copying a handle to an immortal record costs a test.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool Type::Impl::conformsTo(Type other) const { return other.get() == this; }
 
 PrimitiveType::Impl::Impl(ustring name, std::type_index storedType)
