@@ -57,14 +57,14 @@ void addChild(const ModelElement& folder, const ModelElement& child, const Bench
   folder->getPropertyValue(meta.children, ReflectionPrivateTag::PUBLIC_ACCESS).toElementCollection().addElement(child);
 }
 
+/// `targets` is empty room that is used again and again.
 void setReferences(const Record& record, ModelElement::Impl& element, const std::vector<ModelElement>& elements,
-                   const BenchMetaModel& meta) {
+                   const BenchMetaModel& meta, std::vector<ModelElement>& targets) {
   if (record.base != kNoRecord) element.set<ModelElement>(meta.base, elements[record.base]);
   if (record.related.empty()) return;
-  std::vector<ModelElement> targets;
-  targets.reserve(record.related.size());
   for (const RecordIndex target : record.related) targets.push_back(elements[target]);
   element.getPropertyValue(meta.related, ReflectionPrivateTag::PUBLIC_ACCESS).toElementCollection().assign(targets);
+  targets.clear();
 }
 
 ModelElement makeElement(const Model& model, const Record& record, const BenchMetaModel& meta) {
@@ -84,7 +84,10 @@ Model build(const Description& description, const BenchMetaModel& meta) {
     setValues(*element, record, meta);
     if (record.parent != kNoRecord) addChild(elements[record.parent], element, meta);
   }
-  for (std::size_t i = 0; i < description.size(); ++i) setReferences(description[i], *elements[i], elements, meta);
+  std::vector<ModelElement> targets;
+  for (std::size_t i = 0; i < description.size(); ++i) {
+    setReferences(description[i], *elements[i], elements, meta, targets);
+  }
   transaction.commit(boost::none);
   return model;
 }
