@@ -1,0 +1,181 @@
+#include "quillon/nimbo/Cloner.h"
+
+#include <algorithm>
+#include <span>
+#include <stdexcept>
+#include <utility>
+
+#include <boost/none.hpp>
+
+#include <bedrock/deep_call.h>
+#include <tarn/kern/Collections.h>
+#include <tarn/kern/Transaction.h>
+#include <tarn/kern/meta/Class.h>
+
+#include "PropertyCopies.h"
+
+namespace quillon::nimbo {
+
+namespace kern = tarn::kern;
+namespace meta = tarn::kern::meta;
+using kern::Model;
+using kern::ModelElement;
+using kern::Value;
+using meta::Property;
+
+namespace {
+
+/// What is cloned of class type. A replaced element keeps what its key contains and loses what it refers to.
+bool isFollowed(const Property& property, bool isReplaced) {
+  if (property->isOmitted) return false;
+  if (property->isComposite) return true;
+  if (property->getQualifiedBy()) return false;
+  if (const Property& opposite = property->getOpposite(); opposite && opposite->isComposite) return false;
+  return !isReplaced;
+}
+
+/// A collection of references whose other end writes into it as well, in the order in which the walk comes by.
+bool isFilledFromBothEnds(const Property& property) {
+  return property->upper > 1 && !property->isComposite && property->getOpposite();
+}
+
+// Out of line: nothing of it may widen the frames of the recursion.
+[[gnu::noinline]] void writeReference(const ModelElement& target, const Property& property, const ModelElement& clone) {
+  target->setPropertyValue(property, Value(kern::ValueMeta(clone->getMetaClass(), kern::ValueFlags::Single), clone),
+                           kern::ReflectionPrivateTag::PRIVILEGED_ACCESS);
+}
+
+bool holdSame(std::vector<ModelElement> a, std::vector<ModelElement> b) {
+  std::sort(a.begin(), a.end());
+  std::sort(b.begin(), b.end());
+  return a == b;
+}
+
+}  // namespace
+
+Cloner::Cloner() = default;
+Cloner::Cloner(const Model& target) : fTargetModel(target) {}
+Cloner::Cloner(const Cloner& other) = default;
+Cloner& Cloner::operator=(const Cloner& other) = default;
+Cloner::~Cloner() = default;
+
+Cloner::Cloner(Cloner&& other) noexcept
+    : fTargetModel(std::move(other.fTargetModel)),
+      fReplacements(other.fReplacements),
+      fVisited(std::move(other.fVisited)) {
+  other.fVisited.clear();
+}
+
+Cloner& Cloner::operator=(Cloner&& other) noexcept {
+  if (this == &other) return *this;
+  fTargetModel = std::move(other.fTargetModel);
+  fReplacements = other.fReplacements;
+  fVisited = std::move(other.fVisited);
+  other.fVisited.clear();
+  return *this;
+}
+
+void Cloner::setTargetModel(const Model& model) { fTargetModel = model; }
+Model Cloner::getTargetModel() const { return fTargetModel; }
+
+void Cloner::clone(const std::vector<ModelElement>& elements) {
+  if (!fTargetModel) fTargetModel = Model::create(kern::ModelSpec());
+  kern::Transaction transaction = fTargetModel->beginTransaction(false);
+  for (const ModelElement& element : elements) cloneModelElement(element);
+  fVisited.clear();
+  transaction.commit(boost::none);
+}
+
+void Cloner::clone(const Model& model) {
+  if (!model) throw std::invalid_argument("a null model cannot be cloned: open or create the source model first");
+  fReplacements = nullptr;
+  clone(model->getTopLevelElements());
+}
+
+void Cloner::cloneAndReplace(const std::vector<ModelElement>& elements,
+                             const std::unordered_map<ModelElement, ModelElement>& replacements) {
+  fReplacements = &replacements;
+  clone(elements);
+  fReplacements = nullptr;
+}
+
+const ModelElement& Cloner::replacementOf(const ModelElement& source) const {
+  if (fReplacements == nullptr) return source;
+  const auto found = fReplacements->find(source);
+  return found == fReplacements->end() ? source : found->second;
+}
+
+ModelElement Cloner::cloneModelElement(const ModelElement& source) {
+  if (!source) return ModelElement();
+  const ModelElement& current = replacementOf(source);
+  if (!current) return ModelElement();
+  const meta::Class& type = current->getMetaClass();
+  ModelElement target = fTargetModel->findElement(current->getUuid(), kern::FindElementBehavior::Anywhere);
+  // The key, not its replacement. A second meeting ends here: the first one has made the target.
+  if (!fVisited.insert(source).second) return target;
+
+  const bool isNew = !target;
+  if (isNew) {
+    target = type->instantiate(fTargetModel, current->getUuid());
+    for (const Property& property : type->getAllPrimitiveProperties()) {
+      if (!property->isOmitted) clonePrimitiveProperty(current, target, property);
+    }
+  }
+  const bool isReplaced = current != source;
+  for (const Property& property : type->getAllClassProperties()) {
+    if (!isFollowed(property, isReplaced)) continue;
+    cloneClassProperty(source, target, property);
+    if (isNew && isFilledFromBothEnds(property)) restoreOrder(source, target, property);
+  }
+  return target;
+}
+
+void Cloner::cloneClassProperty(const ModelElement& source, ModelElement& target, const Property& property) {
+  if (property->upper > 1) return cloneElements(source, target, property);
+  const ModelElement member(source->peekElement(property));
+  if (!member) return;  // the target keeps what it has
+  const ModelElement clone = bedrock::stack::callDeep([&] { return cloneModelElement(member); });
+  if (clone) writeReference(target, property, clone);
+}
+
+[[gnu::noinline]] void Cloner::cloneElements(const ModelElement& source, const ModelElement& target,
+                                             const Property& property) {
+  const std::span<ModelElement::Impl* const> members = source->peekElements(property);
+  if (members.empty()) return;
+  // Taken before anything is added: source and target may be the same element.
+  std::vector<ModelElement> sources;
+  sources.reserve(members.size());
+  for (ModelElement::Impl* const member : members) sources.emplace_back(member);
+  const Value value = detail::readPrivileged(target, property);
+  kern::ElementCollection& clones = value.toElementCollection();
+  for (const ModelElement& member : sources) {
+    const ModelElement clone = bedrock::stack::callDeep([&] { return cloneModelElement(member); });
+    if (clone) clones.addElement(clone);
+  }
+}
+
+/// A member that was reached on another way has entered itself by its opposite before its turn. Only when the clones
+/// are all that the collection holds; a member that came from elsewhere leaves the order open.
+[[gnu::noinline]] void Cloner::restoreOrder(const ModelElement& source, const ModelElement& target,
+                                            const Property& property) const {
+  const std::span<ModelElement::Impl* const> sources = source->peekElements(property);
+  std::vector<ModelElement> clones;
+  clones.reserve(sources.size());
+  for (ModelElement::Impl* const member : sources) {
+    const ModelElement handle(member);
+    const ModelElement* current = handle ? &replacementOf(handle) : &handle;
+    if (!*current) continue;
+    clones.push_back(fTargetModel->findElement((*current)->getUuid(), kern::FindElementBehavior::Anywhere));
+  }
+  const Value value = detail::readPrivileged(target, property);
+  kern::ElementCollection& collection = value.toElementCollection();
+  if (collection.size() != clones.size()) return;
+  const std::vector<ModelElement> present = collection.getAllElements();
+  if (present != clones && holdSame(present, clones)) collection.assign(clones);
+}
+
+void Cloner::clonePrimitiveProperty(const ModelElement& source, ModelElement& target, const Property& property) {
+  detail::copyPrimitiveProperty(source, target, property);
+}
+
+}  // namespace quillon::nimbo
