@@ -4,7 +4,6 @@
 #include <istream>
 #include <optional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -14,7 +13,9 @@
 #include <boost/uuid/uuid_io.hpp>
 
 #include <bedrock/deep_call.h>
+#include <bedrock/except.h>
 #include <bedrock/i18n.h>
+#include <nimbo/messages.h>
 #include <quillon/logging/Logger.h>
 #include <tarn/kern/DateTimeUtils.h>
 #include <tarn/kern/meta/MetaRegistry.h>
@@ -84,8 +85,8 @@ std::string uuidText(const ModelElement::Impl& element) { return boost::lexical_
 
 /// Fails as every checked read of a value of that type fails that wants another one.
 [[noreturn, gnu::cold, gnu::noinline]] void failCast(const meta::Type& type) {
-  static_cast<void>(Value::createEmptyValue(type, true).toPrimitiveCollection());
-  throw std::logic_error("the framework took a single value for a collection");
+  throw bedrock::except::Exception<::nimbo::messages::CannotCastIncompatibleTypes, std::exception>(
+      type->getQualifiedName());
 }
 
 // The texts below cost more than reading an element, and most often nobody listens.
@@ -124,7 +125,7 @@ struct DataTarget {
   kern::ReflectiveDataType& data;
 
   [[nodiscard]] Value get(const meta::Property& property) const { return data.getPropertyValue(property); }
-  void set(const meta::Property& property, const Value& value) const { data.setPropertyValue(property, value); }
+  void set(const meta::Property& property, Value value) const { data.setPropertyValue(property, std::move(value)); }
   template <class T>
   void setObject(const meta::Property& property, T object) const {
     set(property, Value(std::move(object)));
@@ -173,7 +174,7 @@ class PayloadReader {
   void addElements(kern::ElementCollection& collection, std::uint64_t count);
   void addValues(kern::PrimitiveCollection& collection, const ParsedProperty& property, SerializationTag entryTag,
                  std::uint64_t count);
-  bool assignObjects(kern::PrimitiveCollection& collection, SerializationTag entryTag, std::uint64_t count);
+  void assignObjects(kern::PrimitiveCollection& collection, SerializationTag entryTag, std::uint64_t count);
   template <class T>
   std::vector<T> parseObjects(std::uint64_t count);
 
@@ -359,6 +360,15 @@ template <class Target>
 
 // --- Collections.
 
+/// True for tags whose entries can be handed over as one range. Packed booleans cannot.
+bool isAssignable(SerializationTag entryTag) {
+  bool found = false;
+  detail::visitStoredType(entryTag, [&]<class T>(std::type_identity<T>) {
+    found = kern::ContiguousValueType<T> && !std::is_same_v<T, bool>;
+  });
+  return found;
+}
+
 template <class Target>
 void PayloadReader::parseCollection(Target target, const ParsedProperty& property) {
   const SerializationTag entryTag = parseTag();
@@ -366,10 +376,11 @@ void PayloadReader::parseCollection(Target target, const ParsedProperty& propert
   const Value value = target.get(property.property);
   if (entryTag == SerializationTag::MODEL_ELEMENT) return addElements(value.toElementCollection(), count);
   kern::PrimitiveCollection& collection = value.toPrimitiveCollection();
-  // Under a tag that is not its type's own, a collection is read entry by entry: each is then checked.
-  const bool isContiguous =
-      entryTag == property.typeTag && collection.getStorageKind() == kern::PrimitiveCollection::kContiguous;
-  if (isContiguous && assignObjects(collection, entryTag, count)) return;
+  const bool isContiguous = collection.getStorageKind() == kern::PrimitiveCollection::kContiguous;
+  if (isContiguous && isAssignable(entryTag)) {
+    if (entryTag != property.typeTag) failCast(property.property->getType());  // before any byte of another width is read
+    return assignObjects(collection, entryTag, count);
+  }
   addValues(collection, property, entryTag, count);
 }
 
@@ -382,18 +393,15 @@ void PayloadReader::addValues(kern::PrimitiveCollection& collection, const Parse
   repeat(count, [&] { collection.addValue(parseValue(property, entryTag, false)); });
 }
 
-/// Replaces the content by `count` objects, as one change. @pre the collection is contiguous, and `entryTag` its
-/// type's. False for a type whose entries have no contiguous form that could be handed over.
-bool PayloadReader::assignObjects(kern::PrimitiveCollection& collection, SerializationTag entryTag,
+/// Replaces the content by `count` objects, as one change. @pre the collection is contiguous, `entryTag` its type's and
+/// assignable.
+void PayloadReader::assignObjects(kern::PrimitiveCollection& collection, SerializationTag entryTag,
                                   std::uint64_t count) {
-  bool isAssigned = false;
   detail::visitStoredType(entryTag, [&]<class T>(std::type_identity<T>) {
     if constexpr (kern::ContiguousValueType<T> && !std::is_same_v<T, bool>) {
       static_cast<kern::TypedCollection<T>&>(collection).assign(parseObjects<T>(count));
-      isAssigned = true;
     }
   });
-  return isAssigned;
 }
 
 template <class T>

@@ -74,8 +74,8 @@ void planComparison(PropertyPlan& plan) {
 PropertyPlan planOf(const meta::Property& property, DefaultValues& defaults) {
   const SerializationTag tag = tagOfType(property->getType());
   const Shape shape = shapeOf(property, tag);
-  const auto [found, isNew] = defaults.try_emplace(property);
-  if (isNew) found->second = property->defaultValue();
+  auto found = defaults.find(property);
+  if (found == defaults.end()) found = defaults.emplace(property, property->defaultValue()).first;
   PropertyPlan plan{.property = property,
                     .defaultValue = &found->second,
                     .defaultObject = nullptr,

@@ -98,6 +98,34 @@ TEST_F(CollectionsTest, RefusesValuesOfAnotherTypeAndAbsentOnes) {
   EXPECT_TRUE(numbersView.empty());
 }
 
+TEST_F(CollectionsTest, FindsNothingThatIsStoredAsAnotherCppType) {
+  numbersView.addValue(Value(std::int32_t{1}));
+  const Value foreign(ValueMeta(meta::StandardTypes::integerMeta, ValueFlags::Single), ustring(u"x"));
+  EXPECT_EQ(numbersView.find(foreign), 1U);
+  EXPECT_FALSE(numbersView.remove(foreign));
+  EXPECT_EQ(numbersView.find(Value(u"x")), 1U);
+}
+
+TEST_F(CollectionsTest, StaysUniqueWhenLong) {
+  const Value value = live(node, u"labels");
+  PrimitiveCollection& labels = value.toPrimitiveCollection();
+  const auto label = [](int i) { return Value(ustring(static_cast<std::size_t>(i % 90), u'x') + ustring(1, static_cast<char16_t>(i))); };
+  for (int i = 0; i < 1000; ++i) labels.addValue(label(i));
+  for (int i = 0; i < 1000; i += 7) labels.addValue(label(i));
+  EXPECT_EQ(labels.size(), 1000U);
+  labels.removeAt(500);
+  labels.addValue(label(500));
+  labels.insertValue(3, label(500));
+  EXPECT_EQ(labels.size(), 1000U);
+  Transaction change = model->beginTransaction(false);
+  labels.removeAt(0);
+  labels.addValue(label(5000));
+  change.rollBack();
+  labels.addValue(label(0));
+  labels.addValue(label(5000));
+  EXPECT_EQ(labels.size(), 1001U);
+}
+
 TEST_F(CollectionsTest, RefusesIndicesOutside) {
   numbersView.addValue(Value(std::int32_t{1}));
   try {

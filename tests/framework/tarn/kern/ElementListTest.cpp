@@ -31,7 +31,7 @@ void append(ElementList& list, Member* entry) {
 TEST(ElementList, IsEmptyAtFirst) {
   const ElementList list;
   EXPECT_EQ(list.size(), 0U);
-  EXPECT_EQ(list.find(member(1), true), ElementList::kNone);
+  EXPECT_EQ(list.find(member(1)), ElementList::kNone);
 }
 
 TEST(ElementList, LeavesHolesOnlyWhenLong) {
@@ -68,7 +68,7 @@ TEST(ElementList, RestoresItsHoles) {
   EXPECT_EQ(list.holePositions(), holes);
   list.fillHole(50, member(50));
   EXPECT_EQ(list.at(50), member(50));
-  EXPECT_EQ(list.find(member(50), true), 50U);
+  EXPECT_EQ(list.find(member(50)), 50U);
 }
 
 TEST(ElementList, AgreesWithAPlainVectorUnderRandomEdits) {
@@ -87,7 +87,7 @@ TEST(ElementList, AgreesWithAPlainVectorUnderRandomEdits) {
       }
       case 2: {
         const std::size_t index = below(plain.size());
-        const std::uint32_t position = list.find(plain[index], true);
+        const std::uint32_t position = list.find(plain[index]);
         ASSERT_NE(position, ElementList::kNone);
         list.prepareRemoval();
         Member* gone = list.removesByHole(position) ? list.makeHole(position) : list.eraseAt(position);
@@ -105,7 +105,7 @@ TEST(ElementList, AgreesWithAPlainVectorUnderRandomEdits) {
         break;
       }
       case 4:
-        ASSERT_EQ(list.find(member(fresh + 5), true), ElementList::kNone);
+        ASSERT_EQ(list.find(member(fresh + 5)), ElementList::kNone);
         if (plain.size() > 300) {
           list.clear();
           plain.clear();
@@ -125,4 +125,23 @@ TEST(ElementList, AgreesWithAPlainVectorUnderRandomEdits) {
       ASSERT_EQ(content(list), plain);
     }
   }
+}
+
+TEST(ElementList, FindsTheFirstOfEqualMembersWhileTheyComeAndGo) {
+  ElementList list;
+  for (std::size_t i = 0; i < 300; ++i) append(list, member(i % 50));
+  for (std::size_t i = 0; i < 50; ++i) {
+    ASSERT_EQ(list.find(member(i)), i);
+    list.makeHole(static_cast<std::uint32_t>(i));
+    ASSERT_EQ(list.find(member(i)), i + 50);
+    list.makeHole(static_cast<std::uint32_t>(i + 100));
+    ASSERT_EQ(list.find(member(i)), i + 50);
+  }
+  append(list, member(7));
+  for (int left = 0; left < 5; ++left) {
+    const std::uint32_t position = list.find(member(7));
+    ASSERT_NE(position, ElementList::kNone);
+    static_cast<void>(list.removesByHole(position) ? list.makeHole(position) : list.eraseAt(position));
+  }
+  EXPECT_EQ(list.find(member(7)), ElementList::kNone);
 }

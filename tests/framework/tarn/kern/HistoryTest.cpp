@@ -173,6 +173,26 @@ TEST_F(HistoryTest, StandsReadingLongListsBetweenSteps) {
   EXPECT_EQ(dump(model), fewest);
 }
 
+TEST_F(HistoryTest, LosesNothingToReadingWithinATransaction) {
+  commit([&] {
+    for (int i = 0; i < 100; ++i) add(a, u"children", newNode(model, u"child"));
+  });
+  commit([&] { live(a, u"children").toElementCollection().getElement(10)->destroy(); });
+  const std::string before = dump(model);
+  commit([&] { a->set(u"name", u"x"); });
+  const std::string after = dump(model);
+  model->undo();
+  commit([&] { EXPECT_EQ(a->peekElements(property(u"children")).size(), 99U); });
+  EXPECT_TRUE(model->canRedo()) << "packing a list is no change";
+  model->redo();
+  EXPECT_EQ(dump(model), after);
+  model->undo();
+  EXPECT_EQ(dump(model), before);
+  model->undo();
+  EXPECT_EQ(live(a, u"children").toElementCollection().size(), 100U);
+  EXPECT_EQ(inconsistencies(model), "");
+}
+
 TEST_F(HistoryTest, TellsObserversTheNetChangeOnce) {
   Recorder recorder;
   model->addObserver(&recorder);

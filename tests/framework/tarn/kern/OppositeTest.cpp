@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <tarn/kern/Model.h>
+#include <tarn/kern/meta/PackageBuilder.h>
 
 #include "framework/tarn/kern/KernelTestModel.h"
 
@@ -128,4 +129,37 @@ TEST_F(OppositeTest, UndoesBothEndsWithTheTransaction) {
   EXPECT_EQ(inconsistencies(model), "");
   change.rollBack();
   EXPECT_EQ(dump(model), before);
+}
+
+TEST_F(OppositeTest, HoldsForPropertiesThatWereCopiedFromAFurtherSupertype) {
+  meta::PackageBuilder package(u"kerneltest2");
+  auto& source = package.addClass(u"Source");
+  auto& target = package.addClass(u"Target");
+  source.reference(u"one", target).opposite(u"oneOf");
+  target.reference(u"oneOf", source).opposite(u"one");
+  source.reference(u"some", target).many().opposite(u"someOf");
+  target.reference(u"someOf", source).opposite(u"some");
+  package.addClass(u"Copy").alsoConformsTo(source);
+  package.registerPackage();
+  const auto make = [&](const char16_t* name) {
+    return narrow<meta::Class>(meta::MetaRegistry::getInstance()->getType(ustring(u"kerneltest2.") + name))
+        ->instantiate(model, boost::uuids::uuid{});
+  };
+  const ModelElement s = make(u"Source");
+  const ModelElement x = make(u"Copy");
+  const ModelElement t = make(u"Target");
+  s->set(u"one", t);
+  x->set(u"one", t);
+  EXPECT_FALSE(s->get<ModelElement>(u"one"));
+  EXPECT_EQ(t->get<ModelElement>(u"oneOf"), x);
+  const auto some = [&](const ModelElement& element) {
+    return element->getPropertyValue(element->property(u"some"), ReflectionPrivateTag::PUBLIC_ACCESS);
+  };
+  some(x).toElementCollection().addElement(t);
+  some(s).toElementCollection().addElement(t);
+  EXPECT_TRUE(some(x).toElementCollection().empty());
+  EXPECT_EQ(t->get<ModelElement>(u"someOf"), s);
+  t->set(u"someOf", x);
+  EXPECT_THAT(some(x).toElementCollection().getAllElements(), ElementsAre(t));
+  EXPECT_TRUE(some(s).toElementCollection().empty());
 }

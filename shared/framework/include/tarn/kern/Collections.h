@@ -1,12 +1,7 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
-#include <set>
-#include <span>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -110,6 +105,8 @@ class TARN_EXPORT PrimitiveCollection : public AbstractOwnedCollection {
 
   /// Appends. A duplicate in a unique collection is ignored. @throws the cast failure when the value does not fit.
   virtual void addValue(const Value& value) = 0;
+  /// The same for a value that is given away: large data values then move in.
+  virtual void addValue(Value&& value) = 0;
   virtual void insertValue(std::size_t index, const Value& value) = 0;
   virtual void setValue(std::size_t index, const Value& value) = 0;
   virtual void removeAt(std::size_t index) = 0;
@@ -158,8 +155,7 @@ void TypedCollection<T>::append(T value) {
   addValue(Value(std::move(value)));
 }
 
-/// A collection of elements: contained ones when the property is composite, references otherwise. Null members are allowed
-/// in collections of references. Containment and opposites follow every change.
+/// A collection of elements: contained ones when the property is composite, references otherwise. Null members are allowed. Containment and opposites follow every change.
 class TARN_EXPORT ElementCollection : public AbstractOwnedCollection {
  public:
   /// In collection order.

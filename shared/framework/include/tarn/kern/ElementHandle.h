@@ -193,6 +193,10 @@ class TARN_EXPORT ModelElement::Impl : public ElementImpl {
   /// @throws the cast failure unless the property is single and held as `storage`, or is an enum and `acceptsEnum`.
   [[nodiscard]] Peeked peekObject(const meta::Property& property, StorageType storage, bool acceptsEnum,
                                   const ReflectionPrivateTag& access) const;
+  /// The place of a single plain value, marked as present, when it may be overwritten there; nullptr when the change has to
+  /// go through setPropertyValue. @throws as setPropertyValue does for the property
+  [[nodiscard]] void* placeToOverwrite(const meta::Property& property, StorageType storage,
+                                       const ReflectionPrivateTag& access);
   [[nodiscard]] const void* peekVector(const meta::Property& property, StorageType storage) const;
 };
 

@@ -42,6 +42,12 @@ boost::optional<T> ModelElement::Impl::getOptional(const meta::Property& propert
 template <class T>
 void ModelElement::Impl::set(const meta::Property& property, T value, const ReflectionPrivateTag& access) {
   if constexpr (StandardValueType<T> || std::same_as<T, ReflectiveDataType> || std::derived_from<T, ModelElement>) {
+    if constexpr (StandardValueType<T> && !std::same_as<T, StringToStringMap>) {
+      if (void* place = placeToOverwrite(property, internal::StorageOf<T>::kType, access)) {
+        *static_cast<T*>(place) = std::move(value);
+        return;
+      }
+    }
     if constexpr (IntegerValueType<T>) {
       if (property && internal::isEnumType(property->getType())) {
         setPropertyValue(property, Value(ValueMeta(property->getType(), ValueFlags::Single), value), access);

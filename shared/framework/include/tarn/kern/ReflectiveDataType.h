@@ -38,8 +38,10 @@ class TARN_EXPORT ReflectiveDataType {
 
   /// @throws PropertyError when the type lacks the property.
   [[nodiscard]] Value getPropertyValue(const meta::Property& property) const;
-  /// @throws PropertyError as above or for a collection; the cast failure when the value does not fit.
+  /// @throws PropertyError as above; the cast failure when the value does not fit the property's type and multiplicity.
   void setPropertyValue(const meta::Property& property, const Value& value);
+  /// The same for a value that is given away: large data values then move in.
+  void setPropertyValue(const meta::Property& property, Value&& value);
 
   template <class T>
   [[nodiscard]] T get(std::u16string_view property) const {

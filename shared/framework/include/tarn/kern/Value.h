@@ -140,7 +140,7 @@ class TARN_EXPORT Value {
   /// T: a standard type's C++ type, ModelElement, ReflectiveDataType, or the C++ type of a custom type.
   template <class T>
   [[nodiscard]] T get() const;
-  /// The same check; none when no object is stored or the value is not single.
+  /// The same check; none when no object is stored.
   template <class T>
   [[nodiscard]] boost::optional<T> getOptional() const;
   /// The stored object in place, nullptr when absent. Valid while the value is. Not for ModelElement.

@@ -261,7 +261,7 @@ boost::optional<T> Value::getOptional() const {
   } else {
     checkCustom(typeid(T));
   }
-  if (fObject == nullptr || fMeta.upper != 1) return boost::none;
+  if (fObject == nullptr) return boost::none;
   return get<T>();
 }
 

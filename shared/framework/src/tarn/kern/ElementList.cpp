@@ -21,12 +21,13 @@ std::size_t ElementList::PositionHash::home(const Member* member) const noexcept
   return hashOfAddress(member) & (fSlots.size() - 1);
 }
 
-void ElementList::PositionHash::place(Member* member, std::uint32_t position) noexcept {
+void ElementList::PositionHash::place(Member* member, std::uint32_t position) {
   const std::size_t mask = fSlots.size() - 1;
   std::size_t i = home(member);
   while (fSlots[i].member != nullptr) {
     if (fSlots[i].member == member) {
-      fSlots[i].position = position;
+      fRepeats[member].insert(std::max(fSlots[i].position, position));
+      fSlots[i].position = std::min(fSlots[i].position, position);
       return;
     }
     i = (i + 1) & mask;
@@ -36,10 +37,12 @@ void ElementList::PositionHash::place(Member* member, std::uint32_t position) no
 }
 
 void ElementList::PositionHash::rebuild(Member* const* data, std::uint32_t size) {
+  fValid = false;
+  fRepeats.clear();
   std::vector<Slot> slots(std::bit_ceil(std::size_t{size} * 2 + 16), Slot{nullptr, 0});
   fSlots.swap(slots);
   fUsed = 0;
-  for (std::uint32_t i = size; i-- > 0;) {  // backwards, so that of equal entries the first one stays
+  for (std::uint32_t i = 0; i < size; ++i) {
     if (data[i] != nullptr && !isHole(data[i])) place(data[i], i);
   }
   fValid = true;
@@ -49,20 +52,36 @@ void ElementList::PositionHash::put(Member* member, std::uint32_t position) {
   if ((fUsed + 1) * 4 > fSlots.size() * 3) {
     std::vector<Slot> larger(fSlots.size() * 2, Slot{nullptr, 0});
     fSlots.swap(larger);
-    fUsed = 0;
+    const std::size_t mask = fSlots.size() - 1;
     for (const Slot& slot : larger) {
-      if (slot.member != nullptr) place(slot.member, slot.position);
+      if (slot.member == nullptr) continue;
+      std::size_t i = home(slot.member);
+      while (fSlots[i].member != nullptr) i = (i + 1) & mask;
+      fSlots[i] = slot;
     }
   }
   place(member, position);
 }
 
-void ElementList::PositionHash::erase(const Member* member) noexcept {
+void ElementList::PositionHash::erase(const Member* member, std::uint32_t position) noexcept {
   const std::size_t mask = fSlots.size() - 1;
   std::size_t i = home(member);
   while (fSlots[i].member != member) {
     if (fSlots[i].member == nullptr) return;
     i = (i + 1) & mask;
+  }
+  if (!fRepeats.empty()) {
+    if (const auto repeats = fRepeats.find(member); repeats != fRepeats.end()) {
+      std::set<std::uint32_t>& others = repeats->second;
+      if (fSlots[i].position == position) {
+        fSlots[i].position = *others.begin();
+        others.erase(others.begin());
+      } else {
+        others.erase(position);
+      }
+      if (others.empty()) fRepeats.erase(repeats);
+      return;
+    }
   }
   --fUsed;
   std::size_t next = i;
@@ -90,12 +109,12 @@ std::uint32_t ElementList::PositionHash::find(const Member* member) const noexce
 ElementList::~ElementList() { std::free(fData); }
 
 ElementList::Member* ElementList::hole() noexcept {
-  static char mark;  // an address that no element can have
+  alignas(Member) static char mark;  // an address that no element can have
   return reinterpret_cast<Member*>(&mark);
 }
 
-std::uint32_t ElementList::find(const Member* member, bool isUnique) const noexcept {
-  if (isUnique && member != nullptr && fLong != nullptr && fSize >= kLong) {
+std::uint32_t ElementList::find(const Member* member) const noexcept {
+  if (member != nullptr && fLong != nullptr && fSize >= kLong) {
     if (!fLong->hash.isValid()) {
       try {
         fLong->hash.rebuild(fData, fSize);
@@ -165,7 +184,7 @@ ElementList::Member* ElementList::eraseAt(std::uint32_t position) noexcept {
   Member* member = fData[position];
   --fSize;
   if (position == fSize) {
-    if (fLong != nullptr && fLong->hash.isValid() && member != nullptr) fLong->hash.erase(member);
+    if (fLong != nullptr && fLong->hash.isValid() && member != nullptr) fLong->hash.erase(member, position);
     if (fLong != nullptr && fLong->leadingHoles > fSize) fLong->leadingHoles = fSize;
     return member;
   }
@@ -183,7 +202,7 @@ ElementList::Member* ElementList::makeHole(std::uint32_t position) noexcept {
   Member* member = fData[position];
   fData[position] = hole();
   ++fLong->holes;
-  if (fLong->hash.isValid() && member != nullptr) fLong->hash.erase(member);
+  if (fLong->hash.isValid() && member != nullptr) fLong->hash.erase(member, position);
   if (position == fLong->leadingHoles) extendLeadingHoles();
   return member;
 }
@@ -234,13 +253,6 @@ void ElementList::moveEntry(std::uint32_t from, std::uint32_t to) noexcept {
     std::rotate(fData + to, fData + from, fData + from + 1);
   }
   invalidateHash();
-}
-
-ElementList::Member* ElementList::replaceAt(std::uint32_t position, Member* member) noexcept {
-  Member* old = fData[position];
-  fData[position] = member;
-  invalidateHash();
-  return old;
 }
 
 void ElementList::swap(ElementList& other) noexcept {

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <set>
+#include <unordered_map>
 #include <vector>
 
 #include <tarn/kern/ElementHandle.h>
@@ -42,8 +44,8 @@ class ElementList {
     if (fLong == nullptr || fLong->holes == 0) return index;
     return fLong->holes == fLong->leadingHoles ? index + fLong->leadingHoles : kNone;
   }
-  /// The physical position of a member, kNone when it is none. `isUnique` allows the hash.
-  [[nodiscard]] std::uint32_t find(const Member* member, bool isUnique) const noexcept;
+  /// The first physical position of a member, kNone when it is none.
+  [[nodiscard]] std::uint32_t find(const Member* member) const noexcept;
 
   /// Room for `more` further entries. Throws std::bad_alloc and changes nothing then.
   void reserve(std::uint32_t more);
@@ -65,7 +67,6 @@ class ElementList {
   /// Undoes removeHoles. The capacity of then is still there.
   void restoreHoles(const std::vector<std::uint32_t>& positions) noexcept;
   void moveEntry(std::uint32_t from, std::uint32_t to) noexcept;
-  Member* replaceAt(std::uint32_t position, Member* member) noexcept;
   void swap(ElementList& other) noexcept;
   /// Frees everything.
   void clear() noexcept;
@@ -76,7 +77,7 @@ class ElementList {
    public:
     void rebuild(Member* const* data, std::uint32_t size);
     void put(Member* member, std::uint32_t position);
-    void erase(const Member* member) noexcept;
+    void erase(const Member* member, std::uint32_t position) noexcept;
     [[nodiscard]] std::uint32_t find(const Member* member) const noexcept;
     [[nodiscard]] bool isValid() const noexcept { return fValid; }
     void invalidate() noexcept { fValid = false; }
@@ -87,9 +88,11 @@ class ElementList {
       std::uint32_t position;
     };
     [[nodiscard]] std::size_t home(const Member* member) const noexcept;
-    void place(Member* member, std::uint32_t position) noexcept;
+    void place(Member* member, std::uint32_t position);
     std::vector<Slot> fSlots;
     std::size_t fUsed = 0;
+    // Where a member stands besides its slot's position: only collections that are not unique have such.
+    std::unordered_map<const Member*, std::set<std::uint32_t>> fRepeats;
     bool fValid = false;
   };
   struct LongPart {

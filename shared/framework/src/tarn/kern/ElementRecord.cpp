@@ -293,6 +293,16 @@ ModelElement::Impl::Peeked ModelElement::Impl::peekObject(const meta::Property& 
   return {object, isEnum};
 }
 
+void* ModelElement::Impl::placeToOverwrite(const meta::Property& property, StorageType storage,
+                                           const ReflectionPrivateTag& access) {
+  if (fKind != Kind::Element) return nullptr;
+  auto& record = static_cast<ElementRecord&>(*this);
+  const SlotInfo& slot = record.slotForWrite(property, access);
+  if (slot.shape != SlotShape::Single || slot.storage != storage || !record.core->mayOverwrite(record)) return nullptr;
+  internal::setPresent(record.area(), slot, true);
+  return record.area() + slot.offset;
+}
+
 const void* ModelElement::Impl::peekVector(const meta::Property& property, StorageType storage) const {
   const ElementRecord& record = recordFrom(*this);
   const SlotInfo& slot = record.slotForRead(property, ReflectionPrivateTag::PRIVILEGED_ACCESS);

@@ -6,9 +6,11 @@
 
 #include "DataRecord.h"
 #include "ErrorTexts.h"
+#include "HashSeed.h"
 #include "LiveValues.h"
 #include "ModelCore.h"
 #include "StorageDispatch.h"
+#include "ValueAccess.h"
 #include "VectorOps.h"
 
 namespace tarn::kern {
@@ -147,7 +149,10 @@ using Kind = OCDChangeDescriptor::Kind;
 template <class T>
 std::vector<T> withoutDuplicates(std::vector<T> values) {
   struct Hash {
-    std::size_t operator()(const T& entry) const { return StoredTraits<T>::hash(entry); }
+    // Seeded: who writes a file must not be able to choose values that all fall into one bucket.
+    std::size_t operator()(const T& entry) const {
+      return static_cast<std::size_t>(foldedProduct(StoredTraits<T>::hash(entry) ^ hashSeed().first, hashSeed().second));
+    }
   };
   struct Equal {
     bool operator()(const T& a, const T& b) const { return StoredTraits<T>::equal(a, b); }
@@ -186,10 +191,11 @@ class LiveVector : public Base {
     return valueAt(vector(), index);
   }
 
-  void addValue(const Value& value) override { insertAt(size(), value); }
+  void addValue(const Value& value) override { insertAt(size(), Value(value)); }
+  void addValue(Value&& value) override { insertAt(size(), std::move(value)); }
   void insertValue(std::size_t index, const Value& value) override {
     checkIndex(*this, index, size() + 1);
-    insertAt(index, value);
+    insertAt(index, Value(value));
   }
   void setValue(std::size_t index, const Value& value) override {
     this->checkWritable();
@@ -284,7 +290,15 @@ class LiveVector : public Base {
     }
   }
   [[nodiscard]] bool fits(const Value& value) const noexcept {
-    return value.hasObject() && value.getMeta() == ValueMeta(this->getProperty()->getType(), ValueFlags::Single);
+    if (!value.hasObject() || value.getMeta() != ValueMeta(this->getProperty()->getType(), ValueFlags::Single)) {
+      return false;
+    }
+    return std::same_as<T, Value> || ValueAccess::isStored(value, typeid(T));
+  }
+  /// Whether an entry of a unique collection is there. Constant time in long collections of elements.
+  [[nodiscard]] bool holds(const Value& entry) const {
+    if (ElementRecord* record = element()) return record->core->holdsValue(*record, slot(), entry);
+    return vectorOpsOf(slot()).find(&vector(), entry) != size();
   }
   [[nodiscard]] std::size_t findBy(const Value& value) const {
     const std::vector<T>& entries = vector();
@@ -294,10 +308,10 @@ class LiveVector : public Base {
     return entries.size();
   }
 
-  void insertAt(std::size_t index, const Value& value) {
+  void insertAt(std::size_t index, Value&& value) {
     this->checkWritable();
-    Value entry = normalised(slot(), value, true);
-    if (isUnique() && vectorOpsOf(slot()).find(&vector(), entry) != size()) return;
+    Value entry = normalised(slot(), std::move(value), true);
+    if (isUnique() && holds(entry)) return;
     change({Kind::Insert, index, 1, 0}, [&](const SlotInfo& info, const VectorOps& ops) {
       if (ElementRecord* record = element()) {
         record->core->vectorInsert(*record, info, index, std::move(entry));
@@ -486,10 +500,10 @@ class LiveElements final : public ElementCollection {
     if (isSnapshot()) return static_cast<std::size_t>(std::find(taken().begin(), taken().end(), element) - taken().begin());
     const ElementRecord* member = recordOf(element);
     if (element && member == nullptr) return size();
-    const std::uint32_t position = list().find(member, isUnique());
+    const std::uint32_t position = list().find(member);
     if (position == ElementList::kNone) return size();
     if (list().holes() == 0) return position;
-    if (record().core->pack(record(), slot())) return list().find(member, isUnique());
+    if (record().core->pack(record(), slot())) return list().find(member);
     std::size_t index = 0;
     for (std::uint32_t i = 0; i < position; ++i) index += ElementList::isHole(list().at(i)) ? 0 : 1;
     return index;
@@ -498,7 +512,7 @@ class LiveElements final : public ElementCollection {
     if (isSnapshot()) return find(element) != size();
     const ElementRecord* member = recordOf(element);
     if (element && member == nullptr) return false;
-    return list().find(member, isUnique()) != ElementList::kNone;
+    return list().find(member) != ElementList::kNone;
   }
   bool remove(const ModelElement& element) override {
     checkWritable();

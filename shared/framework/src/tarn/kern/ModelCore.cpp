@@ -17,6 +17,11 @@ namespace {
 
 constexpr std::size_t kWorthTidying = 1024;
 
+/// Closing the holes of a list shows nowhere; reading does it too.
+bool isChange(const JournalEntry& entry) noexcept {
+  return entry.kind != JournalEntry::Kind::ListPacked && entry.kind != JournalEntry::Kind::ListUnpacked;
+}
+
 bool concernsLife(JournalEntry::Kind kind) noexcept {
   return kind == JournalEntry::Kind::Killed || kind == JournalEntry::Kind::Revived;
 }
@@ -74,6 +79,9 @@ void ModelCore::destroyContent() noexcept {
 
 void ModelCore::freeRecord(ElementRecord* record) noexcept {
   const Layout& layout = record->layout();
+  if (!fUniqueValues.empty()) {
+    for (const SlotInfo& slot : layout.slots) forgetValues(&record->slot<char>(slot));
+  }
   ElementSlotMaker maker(*record);
   destroySlots(layout, record->area(), maker);
   record->~ElementRecord();
@@ -268,6 +276,7 @@ void ModelCore::apply(JournalEntry& entry) noexcept {
   const auto noteIfPlain = [&](const ElementRecord* target) {
     if (target != nullptr && !slot.isComposite && !slot.isPaired) noteReference(element, target);
   };
+  if (slot.shape == SlotShape::Typed || slot.shape == SlotShape::Generic) forgetValues(&element.slot<char>(slot));
   switch (entry.kind) {
     case Kind::Single: {
       auto& payload = static_cast<ValuePayload&>(*entry.payload);
@@ -369,7 +378,7 @@ void ModelCore::apply(JournalEntry& entry) noexcept {
 // --- Single values, vectors and maps.
 
 void ModelCore::setSingle(ElementRecord& element, const SlotInfo& slot, Value value) {
-  if (fLevels.empty() && fObservers.empty() && fUndoLimit == 0) {  // nobody is interested in what was
+  if (mayOverwrite(element)) {
     putSingle(slot, element.area(), std::move(value));
     return;
   }
@@ -384,10 +393,22 @@ void ModelCore::setSingle(ElementRecord& element, const SlotInfo& slot, Value va
   scope.done();
 }
 
+bool ModelCore::holdsValue(ElementRecord& element, const SlotInfo& slot, const Value& value) {
+  const VectorOps& ops = vectorOpsOf(slot);
+  const void* vector = &element.slot<char>(slot);
+  const std::size_t size = ops.size(vector);
+  if (size < ElementList::kLong) return ops.find(vector, value) != size;
+  auto& places = fUniqueValues[vector];
+  for (std::size_t i = places.size(); i < size; ++i) places.emplace(ops.at(slot, vector, i).hash(), i);
+  const auto [first, last] = places.equal_range(value.hash());
+  return std::any_of(first, last, [&](const auto& place) { return ops.at(slot, vector, place.second) == value; });
+}
+
 void ModelCore::vectorInsert(ElementRecord& element, const SlotInfo& slot, std::size_t index, Value value) {
   ChangeScope scope(*this);
   const VectorOps& ops = vectorOpsOf(slot);
   void* vector = &element.slot<char>(slot);
+  if (index != ops.size(vector)) forgetValues(vector);  // what is appended joins the hash when next asked
   ops.reserve(vector, 1);
   if (isJournaled(element)) {
     auto payload = std::make_unique<ValuePayload>(Value::createEmptyValue(slot.property->getType(), false));
@@ -404,6 +425,7 @@ void ModelCore::vectorErase(ElementRecord& element, const SlotInfo& slot, std::s
   ChangeScope scope(*this);
   const VectorOps& ops = vectorOpsOf(slot);
   void* vector = &element.slot<char>(slot);
+  forgetValues(vector);
   if (isJournaled(element)) {
     auto payload = std::make_unique<ValuePayload>(Value::createEmptyValue(slot.property->getType(), false));
     reserveJournal(1);
@@ -420,6 +442,7 @@ void ModelCore::vectorErase(ElementRecord& element, const SlotInfo& slot, std::s
 void ModelCore::vectorSet(ElementRecord& element, const SlotInfo& slot, std::size_t index, Value value) {
   ChangeScope scope(*this);
   void* vector = &element.slot<char>(slot);
+  forgetValues(vector);
   std::unique_ptr<ValuePayload> payload;
   if (isJournaled(element)) {
     payload = std::make_unique<ValuePayload>(Value::createEmptyValue(slot.property->getType(), false));
@@ -443,6 +466,7 @@ void ModelCore::vectorMove(ElementRecord& element, const SlotInfo& slot, std::si
     entry.a = static_cast<std::uint32_t>(from);
     entry.b = static_cast<std::uint32_t>(to);
   }
+  forgetValues(&element.slot<char>(slot));
   vectorOpsOf(slot).move(&element.slot<char>(slot), from, to);
   scope.done();
 }
@@ -450,6 +474,7 @@ void ModelCore::vectorMove(ElementRecord& element, const SlotInfo& slot, std::si
 void ModelCore::vectorSwap(ElementRecord& element, const SlotInfo& slot, std::unique_ptr<JournalPayload> content) {
   ChangeScope scope(*this);
   reserveJournal(1);
+  forgetValues(&element.slot<char>(slot));
   vectorOpsOf(slot).swapWith(&element.slot<char>(slot), *content);
   if (isJournaled(element)) record(JournalEntry::Kind::VectorSwapped, element, slot).payload = std::move(content);
   scope.done();
@@ -460,27 +485,27 @@ bool ModelCore::recordsMapChange(const ElementRecord& element) const noexcept {
 }
 
 void ModelCore::beforeMapChange(ElementRecord& element) {
+  if (!recordsMapChange(element)) return;
+  auto payload = std::make_unique<MapPayload>(nullptr);
   // The change itself follows the call, so the level of a change outside transactions stays open until afterMapChange.
-  if (fLevels.empty() && recordsMapChange(element)) static_cast<void>(begin(true));
-  if (isJournaled(element)) reserveJournal(1);
+  if (fLevels.empty()) {
+    if (fJournal.capacity() == 0) fJournal.reserve(1);
+    static_cast<void>(begin(true));
+  } else {
+    reserveJournal(1);
+  }
+  fMapPayload = std::move(payload);
 }
 
 void ModelCore::afterMapChange(ElementRecord& element, const SlotInfo& slot, std::unique_ptr<MapUndo> undo) noexcept {
-  if (undo != nullptr && isJournaled(element)) {
-    try {
-      auto payload = std::make_unique<MapPayload>(std::move(undo));
-      record(JournalEntry::Kind::Map, element, slot).payload = std::move(payload);
-    } catch (const std::bad_alloc&) {
-      // The change stands but could not be undone later, so it is undone now: nothing may get lost in a rollback.
-      if (undo != nullptr) undo->apply(element.slot<MapSlot>(slot));
-    }
-  }
-  if (fLevels.size() == 1 && fLevels.back().isImplicit) {
-    try {
-      commit(fLevels.back().id, boost::none);
-    } catch (...) {
-      abandon(fLevels.back().id);
-    }
+  if (undo == nullptr || fMapPayload == nullptr) return;
+  fMapPayload->undo = std::move(undo);
+  record(JournalEntry::Kind::Map, element, slot).payload = std::move(fMapPayload);
+  if (fLevels.size() > 1 || !fLevels.back().isImplicit) return;
+  try {
+    commit(fLevels.back().id, boost::none);
+  } catch (...) {
+    endLevelWithoutHistory();  // the change was made and cannot fail any more: what is lost is that it could be undone
   }
 }
 
@@ -508,7 +533,7 @@ const SlotInfo& ModelCore::oppositeSlot(const SlotInfo& slot, const ElementRecor
 bool ModelCore::holds(ElementRecord& element, const SlotInfo& slot, ElementRecord* member) const noexcept {
   if (slot.isComposite) return member->container == &element && member->containerSlot == slot.index;
   if (slot.shape == SlotShape::Reference) return element.reference(slot) == member;
-  return element.list(slot).find(member, isUnique(slot)) != ElementList::kNone;
+  return element.list(slot).find(member) != ElementList::kNone;
 }
 
 void ModelCore::unlink(ElementRecord& owner, const SlotInfo& slot, ElementRecord* target) {
@@ -517,7 +542,7 @@ void ModelCore::unlink(ElementRecord& owner, const SlotInfo& slot, ElementRecord
     return;
   }
   ElementList& list = owner.list(slot);
-  const std::uint32_t position = list.find(target, isUnique(slot));
+  const std::uint32_t position = list.find(target);
   if (position != ElementList::kNone) rawRemove(owner, slot, position);
 }
 
@@ -533,12 +558,12 @@ void ModelCore::linkOpposite(ElementRecord& element, const SlotInfo& slot, Eleme
   const SlotInfo& opposite = oppositeSlot(slot, target);
   if (opposite.shape == SlotShape::Elements) {
     ElementList& list = target.list(opposite);
-    if (list.find(&element, true) == ElementList::kNone) rawInsert(target, opposite, list.physicalSize(), &element);
+    if (list.find(&element) == ElementList::kNone) rawInsert(target, opposite, list.physicalSize(), &element);
     return;
   }
   ElementRecord* previous = target.reference(opposite);
   if (previous == &element) return;
-  if (previous != nullptr) unlink(*previous, *previous->layout().find(slot.property), &target);
+  if (previous != nullptr) unlink(*previous, oppositeSlot(opposite, *previous), &target);
   rawSetReference(target, opposite, &element);
 }
 
@@ -619,33 +644,51 @@ bool ModelCore::pack(ElementRecord& element, const SlotInfo& slot) {
     return true;
   }
   try {
-    const auto entryOf = [&] {
-      auto payload = std::make_unique<PositionsPayload>();
-      payload->positions = list.holePositions();
-      JournalEntry entry;
-      entry.kind = JournalEntry::Kind::ListPacked;
-      entry.element = &element;
-      entry.slot = slot.index;
-      entry.payload = std::move(payload);
-      return entry;
-    };
-    if (!fLevels.empty()) {
-      fJournal.push_back(entryOf());
+    auto payload = std::make_unique<PositionsPayload>();
+    payload->positions = list.holePositions();
+    std::vector<JournalEntry> entries(1);
+    entries[0].kind = JournalEntry::Kind::ListPacked;
+    entries[0].element = &element;
+    entries[0].slot = slot.index;
+    entries[0].payload = std::move(payload);
+    if (fLevels.empty()) {
+      keepPacking(entries);
     } else {
-      // Between two kept transactions: whichever is replayed next, it finds the holes that its positions count.
-      JournalEntry forRedo;
-      if (!fRedo.empty()) {
-        forRedo = entryOf();
-        fRedo.front().entries.reserve(fRedo.front().entries.size() + 1);
-      }
-      if (!fUndo.empty()) fUndo.back().entries.push_back(entryOf());
-      if (!fRedo.empty()) fRedo.front().entries.insert(fRedo.front().entries.begin(), std::move(forRedo));
+      fJournal.push_back(std::move(entries[0]));
     }
     list.removeHoles();
     return true;
   } catch (const std::bad_alloc&) {
     return false;  // the holes stay; whoever asks has to count
   }
+}
+
+/// Takes over the entries of lists that were packed between two kept transactions: whichever of the two is replayed next,
+/// it must find the holes that its positions count.
+void ModelCore::keepPacking(std::vector<JournalEntry>& entries) {
+  if (entries.empty() || (fUndo.empty() && fRedo.empty())) return;
+  std::vector<JournalEntry> forRedo;
+  if (!fRedo.empty()) {
+    for (const JournalEntry& entry : entries) {
+      JournalEntry& copy = forRedo.emplace_back();
+      copy.kind = entry.kind;
+      copy.element = entry.element;
+      copy.slot = entry.slot;
+      auto payload = std::make_unique<PositionsPayload>();
+      payload->positions = static_cast<const PositionsPayload&>(*entry.payload).positions;
+      copy.payload = std::move(payload);
+    }
+    std::reverse(forRedo.begin(), forRedo.end());  // a redo applies forward what an undo applies backward
+    fRedo.front().entries.reserve(fRedo.front().entries.size() + forRedo.size());
+  }
+  if (!fUndo.empty()) {
+    std::vector<JournalEntry>& before = fUndo.back().entries;
+    before.reserve(before.size() + entries.size());
+    std::move(entries.begin(), entries.end(), std::back_inserter(before));
+  }
+  std::vector<JournalEntry>& after = forRedo.empty() ? forRedo : fRedo.front().entries;
+  after.insert(after.begin(), std::make_move_iterator(forRedo.begin()), std::make_move_iterator(forRedo.end()));
+  entries.clear();
 }
 
 std::uint32_t ModelCore::physicalIndex(ElementRecord& element, const SlotInfo& slot, std::size_t index) {
@@ -681,15 +724,12 @@ void ModelCore::insertChecked(ElementRecord& element, const SlotInfo& slot, std:
       if (opposite.shape == SlotShape::Elements) {
         member->list(opposite).reserve(1);
       } else if (ElementRecord* previous = member->reference(opposite); previous != nullptr && previous != &element) {
-        const SlotInfo& theirs = *previous->layout().find(slot.property);
+        const SlotInfo& theirs = oppositeSlot(opposite, *previous);
         if (theirs.shape == SlotShape::Elements) previous->list(theirs).prepareRemoval();
       }
       linkOpposite(element, slot, *member);
     }
-    // An element that is paired with itself got its entry from linkOpposite already when both ends are one property.
-    if (!(slot.isPaired && member == &element && holds(element, slot, member))) {
-      rawInsert(element, slot, position, member);
-    }
+    rawInsert(element, slot, position, member);
   }
 }
 
@@ -727,7 +767,7 @@ void ModelCore::removeChecked(ElementRecord& element, const SlotInfo& slot, std:
 }
 
 bool ModelCore::remove(ElementRecord& element, const SlotInfo& slot, ElementRecord* member) {
-  const std::uint32_t position = element.list(slot).find(member, isUnique(slot));
+  const std::uint32_t position = element.list(slot).find(member);
   if (position == ElementList::kNone) return false;
   ChangeScope scope(*this);
   removeChecked(element, slot, position);
@@ -778,7 +818,7 @@ void ModelCore::assign(ElementRecord& element, const SlotInfo& slot, const std::
       if (ElementRecord* member = memberAt(element.list(slot), i)) old.push_back(member);
     }
     for (ElementRecord* member : old) {
-      if (!seen.contains(member)) removeChecked(element, slot, element.list(slot).find(member, true));
+      if (!seen.contains(member)) removeChecked(element, slot, element.list(slot).find(member));
     }
     for (ElementRecord* member : wanted) {
       if (member != nullptr && !holds(element, slot, member)) {
@@ -893,7 +933,7 @@ void ModelCore::clearPlainReferences(ElementRecord& referrer, ElementRecord& tar
     }
     ElementList& list = referrer.list(slot);
     for (;;) {  // a collection that is not unique may hold it several times
-      const std::uint32_t position = list.find(&target, slot.property->isUnique);
+      const std::uint32_t position = list.find(&target);
       if (position == ElementList::kNone) break;
       reserveJournal(2);
       list.prepareRemoval();
@@ -940,6 +980,7 @@ void ModelCore::needBackReferences() {
     }
     if (fBackReferences == nullptr) throw std::bad_alloc();
   }
+  fBackReferences->madeWith = fBackReferences->nodes.size();
 }
 
 template <class Visit>
@@ -1013,7 +1054,9 @@ std::size_t ModelCore::levelPosition(std::uint64_t level) const {
 TransactionResult ModelCore::commit(std::uint64_t level, const boost::optional<Value>& note) {
   const std::size_t position = levelPosition(level);
   const Level ending = fLevels[position];
-  const bool changed = fJournal.size() > ending.journalStart || fTable.size() > ending.tableStart;
+  const bool changed =
+      fTable.size() > ending.tableStart ||
+      std::any_of(fJournal.begin() + static_cast<std::ptrdiff_t>(ending.journalStart), fJournal.end(), isChange);
   const TransactionResult result = changed ? TransactionResult::Done : TransactionResult::Nothing;
   if (position > 0) {
     fLevels.pop_back();
@@ -1039,6 +1082,7 @@ TransactionResult ModelCore::commit(std::uint64_t level, const boost::optional<V
     }
     if (fUndoLimit > 0) kept.push_back({{}, ending.tableStart, tableEnd});
   }
+  if (!changed) keepPacking(fJournal);
 
   fLevels.pop_back();
   if (!kept.empty()) {
@@ -1072,6 +1116,18 @@ void ModelCore::undoLevel() noexcept {
   fTop.resize(ending.topStart);
   fLevels.pop_back();
   if (fLevels.empty()) tidy();
+}
+
+/// The way out when memory is too short for a report or for history: what was done stays, and is final.
+void ModelCore::endLevelWithoutHistory() noexcept {
+  fLevels.pop_back();
+  discardKilled(fJournal);
+  fJournal.clear();
+  dropRedo();
+  while (!fUndo.empty()) {
+    discardKilled(fUndo.front().entries);
+    fUndo.pop_front();
+  }
 }
 
 TransactionResult ModelCore::rollBack(std::uint64_t level) {
@@ -1171,9 +1227,10 @@ void ModelCore::tidy() noexcept {
   const bool longTop = fTop.size() > kWorthTidying && fTop.size() > 2 * fTopCount;
   if (sparseTable || longTop) packTopLevel();
   if (sparseTable) packTable();
-  if (fBackReferences != nullptr && fBackReferences->nodes.size() > kWorthTidying &&
-      fBackReferences->nodes.size() > 16 * fTable.size()) {
-    fBackReferences.reset();  // mostly of references that are no more; made anew when needed
+  // Nodes of references that are no more pile up. Making all anew costs a scan, so as many must have come since the last.
+  if (fBackReferences != nullptr &&
+      fBackReferences->nodes.size() > 2 * fBackReferences->madeWith + fTable.size() + kWorthTidying) {
+    fBackReferences.reset();
   }
 }
 

@@ -55,6 +55,10 @@ class ModelCore {
 
   // --- Changes. Each is atomic: when it throws, nothing has changed.
   void setSingle(ElementRecord& element, const SlotInfo& slot, Value value);  // normalised
+  /// True when nobody could ask what a single value was before: then it may be overwritten in place.
+  [[nodiscard]] bool mayOverwrite(const ElementRecord& element) const noexcept {
+    return fLevels.empty() ? fObservers.empty() && fUndoLimit == 0 : !isJournaled(element);
+  }
   void setReference(ElementRecord& element, const SlotInfo& slot, ElementRecord* target);
   void setContainer(ElementRecord& element, const SlotInfo& slot, ElementRecord* container);
   /// At the logical index, or at the end when that is past it. False when a unique collection had it already.
@@ -65,6 +69,8 @@ class ModelCore {
   void assign(ElementRecord& element, const SlotInfo& slot, const std::vector<ElementRecord*>& members);
   void destroy(ElementRecord& element);
 
+  /// Whether a collection that is declared unique holds the value. A long one keeps a hash of its entries for that.
+  [[nodiscard]] bool holdsValue(ElementRecord& element, const SlotInfo& slot, const Value& value);
   void vectorInsert(ElementRecord& element, const SlotInfo& slot, std::size_t index, Value value);  // normalised
   void vectorErase(ElementRecord& element, const SlotInfo& slot, std::size_t index);
   void vectorSet(ElementRecord& element, const SlotInfo& slot, std::size_t index, Value value);
@@ -131,6 +137,7 @@ class ModelCore {
   struct BackReferences {
     std::vector<std::uint32_t> heads;
     std::vector<BackReference> nodes;
+    std::size_t madeWith = 0;  // nodes right after the scan
   };
 
   ~ModelCore() = default;
@@ -165,6 +172,11 @@ class ModelCore {
   void clearReferencesTo(ElementRecord& target);
   void clearPlainReferences(ElementRecord& referrer, ElementRecord& target);
 
+  // Hashes of long unique value collections, by the vector that holds the entries.
+  void forgetValues(const void* vector) noexcept {
+    if (!fUniqueValues.empty()) fUniqueValues.erase(vector);
+  }
+
   // Back references.
   void noteReference(const ElementRecord& referrer, const ElementRecord* target) noexcept;
   void needBackReferences();
@@ -174,6 +186,8 @@ class ModelCore {
   // Transactions.
   [[nodiscard]] std::size_t levelPosition(std::uint64_t level) const;
   void undoLevel() noexcept;
+  void endLevelWithoutHistory() noexcept;
+  void keepPacking(std::vector<JournalEntry>& entries);
   [[nodiscard]] ModelChange netChanges(const std::vector<JournalEntry>& entries, std::uint32_t tableStart,
                                        std::uint32_t tableEnd, bool backwards) const;
   void discardKilled(std::vector<JournalEntry>& entries) noexcept;
@@ -205,6 +219,7 @@ class ModelCore {
   std::vector<std::uint32_t> fTop;  // places in the table; an entry stands where the record's topPosition points back
   std::size_t fTopCount = 0;
   std::unique_ptr<BackReferences> fBackReferences;
+  std::unordered_map<const void*, std::unordered_multimap<std::size_t, std::size_t>> fUniqueValues;
 
   std::vector<JournalEntry> fJournal;
   std::vector<Level> fLevels;
@@ -215,6 +230,8 @@ class ModelCore {
   std::size_t fUndoLimit = 0;
   std::list<Step> fUndo;
   std::list<Step> fRedo;
+
+  std::unique_ptr<MapPayload> fMapPayload;  // made before a map changes, so that afterwards nothing can fail
 
   std::optional<std::string> fNextCommitFailure;
   std::vector<ModelObserver*> fObservers;

@@ -107,21 +107,24 @@ Value ReflectiveDataType::getPropertyValue(const meta::Property& property) const
 }
 
 void ReflectiveDataType::setPropertyValue(const meta::Property& property, const Value& value) {
+  setPropertyValue(property, Value(value));
+}
+
+void ReflectiveDataType::setPropertyValue(const meta::Property& property, Value&& value) {
   const SlotInfo& slot = slotOf(*fRecord, property);
   switch (slot.shape) {
     case SlotShape::Single:
       if (slot.storage == StorageType::Map) {
         return setMap(slot, internal::slotAs<StringToStringMap>(fRecord->area(), slot), value);
       }
-      return internal::putSingle(slot, fRecord->area(), internal::normalised(slot, value, false));
+      return internal::putSingle(slot, fRecord->area(), internal::normalised(slot, std::move(value), false));
     case SlotShape::Reference:
       return setReference(slot, internal::slotAs<ModelElement>(fRecord->area(), slot), value);
     case SlotShape::Typed:
     case SlotShape::Generic:
     case SlotShape::Elements:
     case SlotShape::Container:
-      throw PropertyError("the property " + nameOf(property) + " of the data type " + nameOf(getType()) +
-                          " is a collection: change it through the value that getPropertyValue returns");
+      internal::throwCannotCast(value.getType());
   }
 }
 

@@ -7,6 +7,8 @@
 
 #include <boost/uuid/uuid.hpp>
 
+#include "HashSeed.h"
+
 namespace tarn::kern::internal {
 
 /// Finds the number of an element by its uuid: open addressing over pairs of a hash and the element's place in the model's
@@ -14,14 +16,16 @@ namespace tarn::kern::internal {
 /// The hash is kept beside the place, so that a probe touches a record only when it most likely is the one.
 class UuidIndex {
  public:
+  /// Uuids come from files, so that who writes one must not be able to choose them for one place: the hash depends on a
+  /// random number of this process. It is never seen outside; no order depends on it.
   [[nodiscard]] static std::uint32_t hashOf(const boost::uuids::uuid& uuid) noexcept {
     std::uint64_t low = 0;
     std::uint64_t high = 0;
     std::memcpy(&low, uuid.data, sizeof low);
     std::memcpy(&high, uuid.data + sizeof low, sizeof high);
-    std::uint64_t mixed = (low ^ (high * 0x9E3779B97F4A7C15ULL)) * 0xD6E8FEB86659FD93ULL;
-    mixed ^= mixed >> 32U;
-    return static_cast<std::uint32_t>(mixed * 0xD6E8FEB86659FD93ULL >> 32U);
+    const HashSeed& seed = hashSeed();
+    const std::uint64_t mixed = foldedProduct(low ^ seed.first, high ^ seed.second);
+    return static_cast<std::uint32_t>(mixed ^ (mixed >> 32U));
   }
 
   /// The first place for which `test(place)` is true, or -1.
