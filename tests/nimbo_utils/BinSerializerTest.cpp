@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -865,4 +867,65 @@ TEST(BinSerializer, WritesMoreThanItStages) {
   }
   box->set(u"name", std::u16string(100'000, u'y'));
   EXPECT_TRUE(payloadOf({box}) == literalPayloadOf({box}));
+}
+
+// --- Any model, any thread.
+
+namespace {
+
+/// Boxes in boxes, with references in all directions and some names: about `count` elements, the same for the same
+/// seed.
+Model randomBoxes(std::uint64_t seed, std::size_t count) {
+  std::mt19937_64 random(seed);
+  const Model model = emptyModel();
+  const auto& sample = testsupport::sampleMetaModel();
+  std::vector<ModelElement> boxes;
+  const auto anyUuid = [&] {
+    boost::uuids::uuid uuid{};
+    for (std::uint8_t& byte : uuid.data) byte = static_cast<std::uint8_t>(random());
+    return uuid;
+  };
+  const auto anyBox = [&] { return boxes[random() % boxes.size()]; };
+  for (std::size_t i = 0; i < count; ++i) {
+    const ModelElement box = sample.classNamed(random() % 4 == 0 ? u"BigBox" : u"Box")->instantiate(model, anyUuid());
+    if (random() % 3 == 0) box->set(u"name", std::u16string(random() % 20, u'n'));
+    if (!boxes.empty()) {
+      if (random() % 8 != 0) addTo(anyBox(), u"parts", box);
+      for (std::uint64_t links = random() % 4; links > 0; --links) addTo(box, u"links", anyBox());
+      if (random() % 2 == 0) anyBox()->set(u"link", box);
+    }
+    boxes.push_back(box);
+  }
+  return model;
+}
+
+}  // namespace
+
+TEST(BinSerializer, GivesTheBytesOfThePlainWriterForAnyModel) {
+  for (std::uint64_t seed = 1; seed <= 50; ++seed) {
+    const Model model = randomBoxes(seed, 1 + seed * 7);
+    std::vector<ModelElement> roots = model->getTopLevelElements();
+    EXPECT_EQ(payloadOf(roots), literalPayloadOf(roots)) << "seed " << seed;
+    std::vector<ModelElement> all = model->getAllElements(kern::FindElementBehavior::Anywhere);
+    std::shuffle(all.begin(), all.end(), std::mt19937_64(seed));
+    all.resize((all.size() + 2) / 3);
+    EXPECT_EQ(payloadOf(all), literalPayloadOf(all)) << "seed " << seed << ", some elements as roots";
+  }
+}
+
+TEST(BinSerializer, SavesModelsInSeveralThreadsAtOnce) {
+  testsupport::sampleMetaModel();
+  const LogCapture log(300);
+  std::vector<std::thread> threads;
+  std::vector<std::string> bytes(4);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    threads.emplace_back([&bytes, i] {
+      const Model model = randomBoxes(i / 2, 300);
+      for (int round = 0; round < 5; ++round) bytes[i] = payloadOf(model->getTopLevelElements());
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(bytes[0], bytes[1]);
+  EXPECT_EQ(bytes[2], bytes[3]);
+  EXPECT_THAT(log.lines(), IsEmpty());
 }
