@@ -266,7 +266,12 @@ class LiveVector : public Base {
   /// Replaces the content, as one change that the caller has announced.
   void swapContent(std::vector<T> values) {
     if (isUnique()) values = withoutDuplicates(std::move(values));
-    if (ElementRecord* record = element()) {
+    ElementRecord* record = element();
+    if (record != nullptr && record->core->mayOverwrite(*record)) {
+      std::vector<T>& entries = vector();
+      record->core->forgetValues(&entries);
+      entries = std::move(values);
+    } else if (record != nullptr) {
       auto payload = std::make_unique<VectorPayload<T>>();
       payload->content = std::move(values);
       record->core->vectorSwap(*record, slot(), std::move(payload));

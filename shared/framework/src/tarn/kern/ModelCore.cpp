@@ -796,7 +796,26 @@ void ModelCore::move(ElementRecord& element, const SlotInfo& slot, std::size_t f
   scope.done();
 }
 
+/// The members of a short list of plain references, where nobody could ask what it held before.
+void ModelCore::overwritePlainList(ElementRecord& element, const SlotInfo& slot,
+                                   const std::vector<ElementRecord*>& members) {
+  ElementList list;
+  list.reserve(static_cast<std::uint32_t>(members.size()));
+  for (ElementRecord* member : members) {
+    checkTarget(element, slot, member);
+    if (member != nullptr && isUnique(slot) && list.find(member) != ElementList::kNone) continue;
+    list.insertAt(list.physicalSize(), member);
+  }
+  element.list(slot).swap(list);
+  for (const ElementRecord* member : members) {
+    if (member != nullptr) noteReference(element, member);
+  }
+}
+
 void ModelCore::assign(ElementRecord& element, const SlotInfo& slot, const std::vector<ElementRecord*>& members) {
+  if (!slot.isComposite && !slot.isPaired && members.size() < ElementList::kLong && mayOverwrite(element)) {
+    return overwritePlainList(element, slot, members);
+  }
   // What is to be there, each once where the collection is unique.
   const bool unique = isUnique(slot);
   std::vector<ElementRecord*> wanted;

@@ -71,6 +71,10 @@ class ModelCore {
 
   /// Whether a collection that is declared unique holds the value. A long one keeps a hash of its entries for that.
   [[nodiscard]] bool holdsValue(ElementRecord& element, const SlotInfo& slot, const Value& value);
+  /// To be told before the entries of a value collection change otherwise than by appending.
+  void forgetValues(const void* vector) noexcept {
+    if (!fUniqueValues.empty()) fUniqueValues.erase(vector);
+  }
   void vectorInsert(ElementRecord& element, const SlotInfo& slot, std::size_t index, Value value);  // normalised
   void vectorErase(ElementRecord& element, const SlotInfo& slot, std::size_t index);
   void vectorSet(ElementRecord& element, const SlotInfo& slot, std::size_t index, Value value);
@@ -167,15 +171,11 @@ class ModelCore {
   [[nodiscard]] const SlotInfo& oppositeSlot(const SlotInfo& slot, const ElementRecord& target) const;
   void insertChecked(ElementRecord& element, const SlotInfo& slot, std::uint32_t position, ElementRecord* member);
   void removeChecked(ElementRecord& element, const SlotInfo& slot, std::uint32_t position);
+  void overwritePlainList(ElementRecord& element, const SlotInfo& slot, const std::vector<ElementRecord*>& members);
   [[nodiscard]] bool holds(ElementRecord& element, const SlotInfo& slot, ElementRecord* member) const noexcept;
   void collectContents(ElementRecord& element, std::vector<ElementRecord*>& found) const;
   void clearReferencesTo(ElementRecord& target);
   void clearPlainReferences(ElementRecord& referrer, ElementRecord& target);
-
-  // Hashes of long unique value collections, by the vector that holds the entries.
-  void forgetValues(const void* vector) noexcept {
-    if (!fUniqueValues.empty()) fUniqueValues.erase(vector);
-  }
 
   // Back references.
   void noteReference(const ElementRecord& referrer, const ElementRecord* target) noexcept;
