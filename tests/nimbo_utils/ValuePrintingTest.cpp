@@ -265,7 +265,7 @@ TEST_F(ValuePrinting, ShowsAnEnumNumberWithoutLiteralAsNull) {
 }
 
 TEST_F(ValuePrinting, ShowsTheSpecialTimes) {
-  const Value never(boost::posix_time::ptime(boost::posix_time::not_a_date_time));
+  const Value never(boost::posix_time::ptime{boost::posix_time::not_a_date_time});
   EXPECT_EQ(inTree(typeOf(u"DateTime"), never), "not-a-date-time");
   EXPECT_EQ(inRow(typeOf(u"DateTime"), never), "not-a-date-time");
 }

@@ -46,7 +46,7 @@ void PrettyPrinter::emitPropertyDef(std::ostream& os, const Property& property, 
     return emitTargetDef(os, label, value.get<ModelElement>());
   }
   if (detail::isMany(property)) return emitValuesDef(os, label, property, value, hiddenInTree);
-  if (isValueToHideInTree(property, value)) return;  // it equals its default, and defaults are not asked for
+  if (equalsHiddenDefault(property, value)) return;
   emitValueDescItem(os, label, property->getType(), value, detail::isOptional(property));
 }
 

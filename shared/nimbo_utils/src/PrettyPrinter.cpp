@@ -53,6 +53,7 @@ PrettyPrinter& PrettyPrinter::emitNullElements(bool on) {
 
 void PrettyPrinter::print(std::ostream& os, const Model& model) {
   checkModel(model);
+  fNumbers.reserve(model->getElementCount());
   for (const ModelElement& element : model->getTopLevelElements()) emitElement(os, element, "", true);
 }
 
@@ -77,10 +78,7 @@ void generateHTMLFile(const std::string& path, const kern::Model& model) {
 // --- Names and numbers.
 
 std::string PrettyPrinter::elemId(const ModelElement& element) {
-  if (!element) return "0";
-  const auto [entry, isNew] = fElementIds.try_emplace(element->getUuid(), fLastId + 1);
-  if (isNew) ++fLastId;
-  return std::to_string(entry->second);
+  return element ? std::to_string(fNumbers.numberOf(element->getUuid())) : "0";
 }
 
 std::string PrettyPrinter::elemStr(const ModelElement& element) {
@@ -145,8 +143,11 @@ bool PrettyPrinter::isPropertyToFullyHide(const ModelElement& element, const Pro
 
 bool PrettyPrinter::isPropertyToHideInTree(const ModelElement& element, const Property& property) const {
   if (isPropertyToFullyHide(element, property)) return true;
-  const Value value = readProperty(element, property);
-  return property->isReference() ? isReferenceToHideInTree(property, value) : isValueToHideInTree(property, value);
+  if (property->isReference()) return isReferenceToHideInTree(property, readProperty(element, property));
+  if (detail::isMany(property)) {
+    return !fEmitEmptyCollections && readProperty(element, property).toPrimitiveCollection().empty();
+  }
+  return mayEqualHiddenDefault(property) && equalsHiddenDefault(property, readProperty(element, property));
 }
 
 bool PrettyPrinter::isReferenceToHideInTree(const Property& property, const Value& value) const {
@@ -159,9 +160,13 @@ bool PrettyPrinter::isReferenceToHideInTree(const Property& property, const Valu
   return true;
 }
 
-bool PrettyPrinter::isValueToHideInTree(const Property& property, const Value& value) const {
-  if (detail::isMany(property)) return !fEmitEmptyCollections && value.toPrimitiveCollection().empty();
-  return !fEmitDefaultValues && property->defaultValue() && *property->defaultValue() == value;
+/// Most properties have no default, and then there is no need to read the value.
+bool PrettyPrinter::mayEqualHiddenDefault(const Property& property) const {
+  return !fEmitDefaultValues && property->defaultValue();
+}
+
+bool PrettyPrinter::equalsHiddenDefault(const Property& property, const Value& value) const {
+  return mayEqualHiddenDefault(property) && *property->defaultValue() == value;
 }
 
 bool PrettyPrinter::isPropertyToFlattenInTree(const Property&) const { return false; }

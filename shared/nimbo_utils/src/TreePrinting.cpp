@@ -9,6 +9,9 @@
 
 /// The tree: elements, their properties, and what is contained in them.
 ///
+/// A plain stream gets the same text as a page, but not through the manipulators: a print would spend much of its time
+/// on their temporary texts.
+///
 /// The walk recurses emitElement -> emitElementProperty -> emitPropertyTree -> emitElement, on fresh stack where that
 /// is needed. What is written at each step is in operations of its own that are never inlined: the temporary texts of
 /// the manipulators would make the frames of the recursion several times as large, and a deep model is limited by them.
@@ -22,15 +25,28 @@ using html::tag2;
 
 namespace {
 
+void putSpan(std::ostream& os, const std::string& text, const char* cls, const std::string& id = {}) {
+  if (html::isHTMLStream(os)) {
+    os << tag2{"span", text, cls, id};
+  } else {
+    os << text;
+  }
+}
+
+/// What folds begins behind the brace, and the brace ends its line.
+void putOpening(std::ostream& os, std::string brace, const std::string& id) {
+  if (html::isHTMLStream(os)) {
+    os << brace << tag{"span", "tree", id} << '\n';
+  } else {
+    os << (brace += '\n');
+  }
+}
+
 /// Where links to `id` lead.
 void putAnchor(std::ostream& os, const std::string& id) {
   // A plain stream would show preformatted text too.
   if (html::isHTMLStream(os)) os << html::preformatted{"<a name=\"" + id + "\"></a>"};
 }
-
-void putKeyword(std::ostream& os, const std::string& name) { os << tag2{"span", name, "keyword"}; }
-
-void putComment(std::ostream& os, const std::string& name) { os << tag2{"span", "/* " + name + " */", "comment"}; }
 
 }  // namespace
 
@@ -55,27 +71,56 @@ void PrettyPrinter::emitElement(std::ostream& os, const ModelElement& element, c
                                                                                       const std::string& name,
                                                                                       bool composite) {
   std::vector<Property> properties;
+  std::string id;
   if (element && composite) {
-    const std::string id = elemId(element);
+    id = idOnPage(os, element);
     putAnchor(os, id);
-    for (const Property& property : element->getMetaClass()->getAllProperties()) {
-      if (!isPropertyToHideInTree(element, property)) properties.push_back(property);
-    }
-    if (!properties.empty()) os << expander{id, false};
+    properties = propertiesInTree(element);
   }
-  emitIndent(os, !properties.empty());
-  if (!name.empty()) {
-    putKeyword(os, name);
-    os << ": ";
-  }
+  emitLineStart(os, id, !properties.empty(), name, name.empty() ? "" : ": ");
   if (element) {
     emitElementEntry(os, element, composite);
   } else {
     os << detail::kNullText;
   }
-  if (!properties.empty()) os << " {" << tag{"span", "tree", elemId(element)};
-  os << '\n';
+  if (properties.empty()) {
+    os << '\n';
+  } else {
+    putOpening(os, " {", id);
+  }
   return properties;
+}
+
+std::vector<PrettyPrinter::Property> PrettyPrinter::propertiesInTree(const ModelElement& element) const {
+  const std::vector<Property>& all = element->getMetaClass()->getAllProperties();
+  std::vector<Property> shown;
+  shown.reserve(all.size());
+  for (const Property& property : all) {
+    if (!isPropertyToHideInTree(element, property)) shown.push_back(property);
+  }
+  return shown;
+}
+
+/// Mentions the element, which numbers it on every stream; the text is empty on a plain one, which shows no ids.
+std::string PrettyPrinter::idOnPage(std::ostream& os, const ModelElement& element) {
+  if (html::isHTMLStream(os)) return elemId(element);
+  if (element) static_cast<void>(fNumbers.numberOf(element->getUuid()));
+  return {};
+}
+
+/// Writes a line up to what stands behind its name: `behind` is ": ", or that and a brace. What folds has a button;
+/// this takes the two columns by which other lines, and all plain ones, are indented further.
+void PrettyPrinter::emitLineStart(std::ostream& os, const std::string& id, bool folds, std::string name,
+                                  const char* behind) const {
+  if (html::isHTMLStream(os)) {
+    if (folds) os << expander{id, false};
+    emitIndent(os, folds);
+    if (!name.empty()) os << tag2{"span", name, "keyword"};
+    os << behind;
+  } else {
+    emitIndent(os, false);
+    os << name.append(behind);
+  }
 }
 
 /// The brace stands outside of what folds, so that it stays when the properties are folded away.
@@ -85,8 +130,8 @@ void PrettyPrinter::emitElement(std::ostream& os, const ModelElement& element, c
 }
 
 void PrettyPrinter::emitElementEntry(std::ostream& os, const ModelElement& element, bool) {
-  const std::string id = elemId(element);
-  os << tag2{"span", element ? detail::nameOf(element->getMetaClass()) : detail::kNullText, "entry", id};
+  const std::string id = idOnPage(os, element);
+  putSpan(os, element ? detail::nameOf(element->getMetaClass()) : detail::kNullText, "entry", id);
 }
 
 // --- Properties.
@@ -102,9 +147,7 @@ void PrettyPrinter::emitPropertyTree(std::ostream& os, const Property& property,
     return emitElement(os, value.get<ModelElement>(), detail::nameOf(property), property->isComposite);
   }
   if (detail::isMany(property)) return emitValuesTree(os, property, value);
-  emitIndent(os, false);
-  putKeyword(os, detail::nameOf(property));
-  os << ": ";
+  emitLineStart(os, {}, false, detail::nameOf(property), ": ");
   emitValue(os, property->getType(), value, detail::isOptional(property));
   os << '\n';
 }
@@ -126,21 +169,16 @@ void PrettyPrinter::emitElementsTree(std::ostream& os, const Property& property,
 [[gnu::noinline]] bool PrettyPrinter::emitElementsHead(std::ostream& os, const Property& property, const void* identity,
                                                        bool empty, bool flatten) {
   const std::string name = detail::nameOf(property);
-  const std::string id = ptrId(identity);
+  const std::string id = html::isHTMLStream(os) ? ptrId(identity) : std::string();
   putAnchor(os, id);
-  if (!empty) os << expander{id, false};
-  emitIndent(os, !empty);
   if (flatten) {
-    putComment(os, name);
+    emitLineStart(os, id, !empty, {}, "");
+    putSpan(os, "/* " + name + " */", "comment");
+    os << (empty ? "\n\n" : "\n");
+    if (!empty) os << tag{"span", "tree", id};
   } else {
-    putKeyword(os, name);
-  }
-  if (empty) {
-    os << (flatten ? "\n\n" : ": {}\n");
-  } else if (flatten) {
-    os << '\n' << tag{"span", "tree", id};
-  } else {
-    os << ": {" << tag{"span", "tree", id} << '\n';
+    emitLineStart(os, id, !empty, name, empty ? ": {}\n" : ": ");
+    if (!empty) putOpening(os, "{", id);
   }
   return !empty;
 }
@@ -156,10 +194,8 @@ void PrettyPrinter::emitElementsTree(std::ostream& os, const Property& property,
 /// All on one line, and nothing that folds.
 void PrettyPrinter::emitValuesTree(std::ostream& os, const Property& property, const Value& value) {
   const kern::PrimitiveCollection& values = value.toPrimitiveCollection();
-  putAnchor(os, ptrId(values.identity()));
-  emitIndent(os, false);
-  putKeyword(os, detail::nameOf(property));
-  os << ": {";
+  putAnchor(os, html::isHTMLStream(os) ? ptrId(values.identity()) : std::string());
+  emitLineStart(os, {}, false, detail::nameOf(property), ": {");
   ++fIndentLevel;
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (i > 0) os << ", ";

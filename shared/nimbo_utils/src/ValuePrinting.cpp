@@ -88,7 +88,11 @@ class TreeForm {
   void show(std::int8_t value) const { fOs << static_cast<char>(value); }
   void show(std::uint8_t value) const { fOs << static_cast<char>(value); }
   void show(const std::string& text) const { fOs << '"' << text << '"'; }
-  void show(const std::u16string& text) const { show(ustring_to_utf8(text)); }
+  void show(const std::u16string& text) const {
+    std::string quoted = "\"";
+    bedrock::i18n::appendUtf8(quoted, text);
+    fOs << (quoted += '"');
+  }
   void show(const meta::EnumLiteral& literal) const { fOs << detail::nameOf(literal); }
   template <class T>
   void show(const T& value) const {

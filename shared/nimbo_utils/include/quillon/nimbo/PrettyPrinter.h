@@ -4,17 +4,14 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string>
-#include <unordered_map>
 #include <vector>
-
-#include <boost/uuid/uuid.hpp>
 
 #include <tarn/kern/Model.h>
 #include <tarn/kern/ModelElement.h>
 #include <tarn/kern/Value.h>
-#include <tarn/kern/hashers.h>
 #include <tarn/kern/meta/Property.h>
 
+#include "quillon/nimbo/detail/UuidNumbers.h"
 #include "quillon/nimbo/export.h"
 
 namespace quillon::nimbo {
@@ -153,11 +150,15 @@ class NIMBO_EXPORT PrettyPrinter {
   void emitIndent(std::ostream& os, bool expander) const;
 
   [[nodiscard]] bool isReferenceToHideInTree(const Property& property, const Value& value) const;
-  [[nodiscard]] bool isValueToHideInTree(const Property& property, const Value& value) const;
+  [[nodiscard]] bool mayEqualHiddenDefault(const Property& property) const;
+  [[nodiscard]] bool equalsHiddenDefault(const Property& property, const Value& value) const;
 
   std::vector<Property> emitElementHead(std::ostream& os, const ModelElement& element, const std::string& name,
                                         bool composite);
   void emitElementEnd(std::ostream& os);
+  [[nodiscard]] std::vector<Property> propertiesInTree(const ModelElement& element) const;
+  std::string idOnPage(std::ostream& os, const ModelElement& element);
+  void emitLineStart(std::ostream& os, const std::string& id, bool folds, std::string name, const char* behind) const;
   void emitPropertyTree(std::ostream& os, const Property& property, const Value& value);
   void emitElementsTree(std::ostream& os, const Property& property, const Value& value);
   bool emitElementsHead(std::ostream& os, const Property& property, const void* identity, bool empty, bool flatten);
@@ -181,9 +182,7 @@ class NIMBO_EXPORT PrettyPrinter {
   bool fEmitNullElements = false;
   bool fEmitDefaultValues = false;
   std::int32_t fIndentLevel = 0;  ///< in units of four columns
-  std::unordered_map<boost::uuids::uuid, std::uint64_t, tarn::kern::services::hashers::NimboHasher<boost::uuids::uuid>>
-      fElementIds;
-  std::uint64_t fLastId = 0;  ///< the highest number given
+  detail::UuidNumbers fNumbers;
 };
 
 /// The same with a printer of the default kind, made for the call.

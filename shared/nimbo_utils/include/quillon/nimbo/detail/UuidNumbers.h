@@ -1,0 +1,66 @@
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include <boost/uuid/uuid.hpp>
+
+#include <tarn/kern/hashers.h>
+
+namespace quillon::nimbo::detail {
+
+/// Numbers uuids from 1 in the order in which they are first asked for, and keeps the numbers.
+///
+/// A flat table with linear probing in front of the uuids in the order of their numbers: every line of a printed tree
+/// asks here, and with a node per entry this was a quarter of the whole print.
+/// A copy goes on where its source stood. Threads: as a standard container.
+class UuidNumbers {
+ public:
+  /// The uuid's number, a new one if it has none. If memory runs out nothing has changed.
+  std::uint64_t numberOf(const boost::uuids::uuid& uuid) {
+    reserve(fUuids.size() + 1);
+    std::uint32_t& place = placeOf(fTable, uuid);
+    if (place == kFree) {
+      fUuids.push_back(uuid);
+      place = static_cast<std::uint32_t>(fUuids.size());
+    }
+    return place;
+  }
+
+  /// Makes room for `count` uuids in all.
+  void reserve(std::size_t count) {
+    if (count * 2 > fTable.size()) grow(count);
+  }
+
+ private:
+  // Of numbers, for which 32 bits will do: so many elements fit into no memory. The size is a power of two.
+  using Table = std::vector<std::uint32_t>;
+  static constexpr std::uint32_t kFree = 0;
+  static constexpr std::size_t kSmallestTable = 16;
+
+  /// Where the uuid's number stands or is to stand. There is always a free place: at most half are taken.
+  std::uint32_t& placeOf(Table& table, const boost::uuids::uuid& uuid) const {
+    const std::size_t mask = table.size() - 1;
+    auto at = static_cast<std::size_t>(tarn::kern::services::hashers::NimboHasher<boost::uuids::uuid>()(uuid)) & mask;
+    while (table[at] != kFree && fUuids[table[at] - 1] != uuid) at = (at + 1) & mask;
+    return table[at];
+  }
+
+  void grow(std::size_t count) {
+    fUuids.reserve(std::max(count, fUuids.capacity()));
+    Table larger(std::bit_ceil(std::max(count * 2, kSmallestTable)), kFree);
+    for (std::size_t i = 0; i < fUuids.size(); ++i) {
+      placeOf(larger, fUuids[i]) = static_cast<std::uint32_t>(i + 1);
+    }
+    fTable = std::move(larger);
+  }
+
+  std::vector<boost::uuids::uuid> fUuids;  // by number, which is the index and 1
+  Table fTable;
+};
+
+}  // namespace quillon::nimbo::detail
