@@ -94,6 +94,7 @@ std::ostream& operator<<(std::ostream& os, const tag& x) {
 }
 
 std::ostream& operator<<(std::ostream& os, const tag2& x) {
+  if (!isHTMLStream(os)) return os << x.contents;
   return os << tag{x.name, x.cls, x.id} << x.contents << etag{x.name};
 }
 
