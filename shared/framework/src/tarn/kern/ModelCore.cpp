@@ -894,9 +894,12 @@ void ModelCore::destroy(ElementRecord& element) {
     }
     Marks(const Marks&) = delete;
     Marks& operator=(const Marks&) = delete;
-    ~Marks() {
+    ~Marks() { takeOff(); }
+    void takeOff() noexcept {
+      if (!std::exchange(areOn, false)) return;
       for (ElementRecord* record : records) record->isLeaving = false;
     }
+    bool areOn = true;
   } marks(leaving);
 
   if (element.container != nullptr) {
@@ -912,6 +915,7 @@ void ModelCore::destroy(ElementRecord& element) {
   for (ElementRecord* record : leaving) clearReferencesTo(*record);
   reserveJournal(leaving.size());
   for (ElementRecord* record : leaving) rawKill(*record);
+  marks.takeOff();  // the end of a change outside transactions frees the records
   scope.done();
 }
 
