@@ -59,8 +59,11 @@ std::string repeated(const std::string& bytes, std::int64_t times) {
   return all;
 }
 
-/// Boxes 1 to kDepth, each within the one before: `beforeChild` stands in front of every one but the first. The
-/// properties are not closed.
+// Streams are laid out record by record.
+// clang-format off
+
+/// Boxes 1 to kDepth, each within the one before, their lists of properties still open. `firstProperty` stands in front
+/// of the second box, `laterProperty` in front of each further one.
 std::string openBoxes(const std::string& firstProperty, const std::string& laterProperty) {
   testsupport::sampleMetaModel();
   std::string bytes = HandmadeStream().root().id(1).newType(1, u"sample.Box").append(uuidOf(1)).full().container();
@@ -98,20 +101,8 @@ TEST(BinParserDeep, ReadsAChainOfElementsInCollections) {
 
 TEST(BinParserDeep, ReadsAChainOfPlainReferences) {
   testsupport::sampleMetaModel();
-  std::string bytes = HandmadeStream()
-                          .root()
-                          .id(1)
-                          .newType(1, u"sample.Box")
-                          .append(uuidOf(1))
-                          .full()
-                          .newProperty(1, u"link")
-                          .tag('m')
-                          .id(2)
-                          .id(-1)
-                          .append(uuidOf(2))
-                          .reference()
-                          .noMore()
-                          .container();
+  std::string bytes = HandmadeStream().root().id(1).newType(1, u"sample.Box").append(uuidOf(1)).full()
+      .newProperty(1, u"link").tag('m').id(2).id(-1).append(uuidOf(2)).reference().noMore().container();
   const std::string link = pieces(HandmadeStream().id(-1).tag('m'));
   for (std::int64_t number = 2; number < kDepth; ++number) {
     bytes += pieces(HandmadeStream().root().id(-number).full()) + link +
@@ -126,19 +117,9 @@ TEST(BinParserDeep, ReadsAChainOfPlainReferences) {
 std::string openLevels() {
   testsupport::registerReaderMetaModel();
   const std::string inner = pieces(HandmadeStream().id(-2).tag('[').tag('r').count(1).id(-2));
-  return HandmadeStream()
-             .root()
-             .newElement(1, 1, u"reading.Levels", 1)
-             .full()
-             .newProperty(1, u"levels")
-             .tag('r')
-             .newType(2, u"reading.Level")
-             .newProperty(2, u"inner")
-             .tag('[')
-             .tag('r')
-             .count(1)
-             .id(-2)
-             .container() +
+  return HandmadeStream().root().newElement(1, 1, u"reading.Levels", 1).full()
+      .newProperty(1, u"levels").tag('r').newType(2, u"reading.Level")
+      .newProperty(2, u"inner").tag('[').tag('r').count(1).id(-2).container() +
          repeated(inner, kDepth - 2);
 }
 
@@ -170,6 +151,8 @@ TEST(BinParserDeep, NoticesTheEndOfAStreamThatStopsAtTheDeepestPoint) {
   EXPECT_EQ(testsupport::failureOfLoading(openBoxesBySingleProperty()),
             testsupport::failedCheck("t == SerializationTag::MODEL_ELEMENT"));
 }
+
+// clang-format on
 
 }  // namespace
 }  // namespace quillon::nimbo

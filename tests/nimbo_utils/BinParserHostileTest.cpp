@@ -34,6 +34,9 @@ using testsupport::loaded;
 constexpr std::uint64_t kHuge = std::uint64_t{1} << 60U;
 constexpr std::size_t kMiB = 1024 * 1024;
 
+// Streams are laid out record by record.
+// clang-format off
+
 HandmadeStream stream() {
   testsupport::sampleMetaModel();
   testsupport::registerReaderMetaModel();
@@ -60,37 +63,13 @@ void expectCheap(Action action, std::size_t mostBytes = kMiB) {
 // --- Ids.
 
 TEST(BinParserHostile, TakesHugePositiveIdsAtTheCostOfSmallOnes) {
-  const std::string bytes = stream()
-                                .root()
-                                .newElement(INT64_MAX, INT64_MAX, u"sample.Box", 1)
-                                .full()
-                                .newProperty(INT64_MAX, u"link")
-                                .tag('m')
-                                .id(-INT64_MAX)
-                                .reference()
-                                .newProperty(INT64_MAX - 7, u"content")
-                                .tag('m')
-                                .newElement(std::int64_t{1} << 40U, -INT64_MAX, 2)
-                                .full()
-                                .id(-INT64_MAX)
-                                .tag('m')
-                                .id(-(std::int64_t{1} << 40U))
-                                .reference()
-                                .noMore()
-                                .noMore()
-                                .root()
-                                .newElement(3, 5, u"sample.RequiredColor", 3)
-                                .full()
-                                .newProperty(9, u"value")
-                                .tag('e')
-                                .id(INT64_MAX)
-                                .text(u"blue")
-                                .id(-9)
-                                .tag('e')
-                                .id(-INT64_MAX)
-                                .noMore()
-                                .end()
-                                .container();
+  const std::string bytes = stream().root().newElement(INT64_MAX, INT64_MAX, u"sample.Box", 1).full()
+      .newProperty(INT64_MAX, u"link").tag('m').id(-INT64_MAX).reference()
+      .newProperty(INT64_MAX - 7, u"content").tag('m').newElement(std::int64_t{1} << 40U, -INT64_MAX, 2).full()
+      .id(-INT64_MAX).tag('m').id(-(std::int64_t{1} << 40U)).reference().noMore().noMore()
+      .root().newElement(3, 5, u"sample.RequiredColor", 3).full()
+      .newProperty(9, u"value").tag('e').id(INT64_MAX).text(u"blue")
+      .id(-9).tag('e').id(-INT64_MAX).noMore().end().container();
   expectCheap([&bytes] {
     const Model model = loaded(bytes);
     EXPECT_EQ(elementOf(model, 2)->get<kern::ModelElement>(u"link"), elementOf(model, 2));
@@ -329,18 +308,10 @@ TEST(BinParserHostile, RefusesFramesBeyondTheLimitThatTheProcessSets) {
 // --- Elements.
 
 TEST(BinParserHostile, SurvivesThatTheSameElementDanglesTwice) {
-  const Model model = loaded(stream()
-                                 .root()
-                                 .newElement(1, 1, u"sample.Box", 1)
-                                 .reference()
-                                 .root()
-                                 .newElement(7, -1, 1)
-                                 .reference()
-                                 .root()
-                                 .newElement(2, -1, 2)
-                                 .reference()
-                                 .end()
-                                 .container());
+  const Model model = loaded(stream().root().newElement(1, 1, u"sample.Box", 1).reference()
+      .root().newElement(7, -1, 1).reference()
+      .root().newElement(2, -1, 2).reference()
+      .end().container());
   EXPECT_EQ(model->getElementCount(), 0U);
 }
 
@@ -348,23 +319,15 @@ TEST(BinParserHostile, SweepsPastWhatAnEarlierDestructionTookAlong) {
   // 2 and 3 dangle; 1 was put into 2, and 3 into 1.
   const testsupport::LogCapture log(300);
   const Model model = loaded(box()
-                                 .newProperty(1, u"owner")
-                                 .tag('m')
-                                 .newElement(2, -1, 2)
-                                 .reference()
-                                 .newProperty(2, u"parts")
-                                 .tag('[')
-                                 .tag('m')
-                                 .count(1)
-                                 .newElement(3, -1, 3)
-                                 .reference()
-                                 .noMore()
-                                 .end()
-                                 .container());
+      .newProperty(1, u"owner").tag('m').newElement(2, -1, 2).reference()
+      .newProperty(2, u"parts").tag('[').tag('m').count(1).newElement(3, -1, 3).reference().noMore().end()
+      .container());
   EXPECT_EQ(model->getElementCount(), 0U);
   EXPECT_THAT(log.lines(), testing::ElementsAre("Warning: A dangling reference to the Box element with UUID "
                                                 "00000000-0000-0000-0000-000000000002 was parsed.\n"));
 }
+
+// clang-format on
 
 }  // namespace
 }  // namespace quillon::nimbo

@@ -256,12 +256,16 @@ TEST(BinParserValue, NamesATagThatIsOutOfPlaceInACollection) {
   }
 }
 
-TEST(BinParserValue, DoesNotLookAtTheEntryTagOfAnEmptyCollection) {
-  for (const char* const tag : {"5b ", "4d ", "6e ", "3f ", "6c ", "65 ", "72 "}) {
+TEST(BinParserValue, DoesNotLookAtTheEntryTagOfAnEmptyCollectionThatIsReadEntryByEntry) {
+  for (const char* const tag : {"5b ", "4d ", "6e ", "3f ", "65 ", "72 ", "4e ", "62 ", "44 "}) {
     EXPECT_THAT(Read(valueOf(u"ManyInteger", std::string("5b ") + tag + kCountZero)).many<std::int32_t>(), IsEmpty());
-    EXPECT_THAT(Read(valueOf(u"GenericInteger", std::string("5b ") + tag + kCountZero)).many<std::int32_t>(),
-                IsEmpty());
   }
+  EXPECT_THAT(Read(valueOf(u"GenericInteger", "5b 6c " + std::string(kCountZero))).many<std::int32_t>(), IsEmpty());
+}
+
+TEST(BinParserValue, RefusesEntriesOfAnotherTypeForContiguousStorageBeforeReadingThem) {
+  EXPECT_EQ(castFailureOfLoading(valueOf(u"ManyInteger", "5b 6c " + std::string(kCountZero))), u"Integer");
+  EXPECT_EQ(castFailureOfLoading(valueOf(u"ManyInteger", "5b 53 " + std::string(kCountTwo))), u"Integer");
 }
 
 /// A value of each plain type, in the order of the tags below.
