@@ -211,7 +211,7 @@ PrimitiveBuilder& PackageBuilder::addPrimitiveErased(
 
 PackageBuilder& PackageBuilder::addPackage(std::u16string_view name) {
   internal::PackageSpec& inner = fSpec->packages.emplace_back(name, fSpec);
-  // Owned by the specification; the constructor is for this use alone, out of reach of make_unique.
+  // Owned by what the outer package notes of it; the constructor is for this use alone, out of reach of make_unique.
   fSpec->packageBuilders.push_back(std::unique_ptr<PackageBuilder>(new PackageBuilder(&inner)));
   return *fSpec->packageBuilders.back();
 }
