@@ -121,7 +121,7 @@ std::size_t flipEveryBit(const std::string& container, std::size_t from) {
   std::string damaged = container;
   for (std::size_t byte = from; byte < damaged.size(); ++byte) {
     for (unsigned bit = 0; bit < 8; ++bit) {
-      damaged[byte] = static_cast<char>(damaged[byte] ^ (1U << bit));
+      damaged[byte] = static_cast<char>(static_cast<unsigned char>(damaged[byte]) ^ (1U << bit));
       models += outcomeOf(damaged) == Outcome::Model ? 1 : 0;
       damaged[byte] = container[byte];
     }

@@ -89,6 +89,19 @@ TEST(BinParserHostile, TakesManyHugeIdsInProportionToTheBytes) {
   expectCheap([&] { EXPECT_EQ(loaded(bytes.noMore().end().container())->getElementCount(), 1U); }, 64 * kMiB);
 }
 
+TEST(BinParserHostile, SurvivesThatAnIdIsDefinedAgainWhileWhatItStoodForIsBeingRead) {
+  // The property 1 and the element 1 mean something else by the time the child comes to its place.
+  const Model model = loaded(box().newProperty(1, u"content").tag('m').newElement(2, -1, 2).full()
+      .newProperty(1, u"name").tag('S').text(u"inner")
+      .newProperty(2, u"link").tag('m').newElement(1, -1, 3).full()
+      .id(-1).tag('S').text(u"other").noMore().noMore()
+      .id(-1).tag('S').text(u"outer").noMore().end().container());
+  EXPECT_EQ(elementOf(model, 2)->container(), elementOf(model, 1));
+  EXPECT_EQ(elementOf(model, 1)->get<std::u16string>(u"name"), u"outer");
+  EXPECT_EQ(elementOf(model, 2)->get<kern::ModelElement>(u"link"), elementOf(model, 3));
+  EXPECT_EQ(elementOf(model, 3)->get<std::u16string>(u"name"), u"other");
+}
+
 // --- Counts that claim more than there is.
 
 struct Counted {

@@ -867,6 +867,8 @@ TEST(BinSerializer, WritesMoreThanItStages) {
   }
   box->set(u"name", std::u16string(100'000, u'y'));
   EXPECT_TRUE(payloadOf({box}) == literalPayloadOf({box}));
+  const std::string container = saved({box}, BinFormat::BinaryZstd);
+  EXPECT_TRUE(quillon::nimbo::uncompressZSTD({container.begin() + 9, container.end()}) == payloadOf({box}));
 }
 
 // --- Any model, any thread.

@@ -50,6 +50,17 @@ TEST_F(StagedOutputTest, WritesTheBytesOfTheArchive) {
   )");
 }
 
+TEST_F(StagedOutputTest, WritesSeveralValuesAtOnce) {
+  fOut.write(std::int64_t{-2}, 'm');
+  fOut.writeAll(std::vector<std::int16_t>{1, 2});
+  fOut.writeAll(std::vector<double>());
+  fOut.flush();
+  EXPECT_BYTES(fStream.str(), R"(
+    fe ff ff ff ff ff ff ff  6d
+    01 00  02 00
+  )");
+}
+
 TEST_F(StagedOutputTest, HoldsBytesBackUntilTheyAreFlushed) {
   fOut.write(std::int64_t{1});
   EXPECT_EQ(fStream.str().size(), 0U);

@@ -151,7 +151,7 @@ class PayloadReader {
   SerializationTag parseTag() { return static_cast<SerializationTag>(static_cast<signed char>(fIn.get())); }
 
   meta::Type parseMetaType();
-  ParsedProperty parseMetaProperty(const meta::StructuredType& owner);
+  const ParsedProperty* parseMetaProperty(const meta::StructuredType& owner);
   meta::EnumLiteral parseMetaEnumLiteral(const meta::Enum& owner);
 
   ModelElement parseModelElement(SerializationTag t);
@@ -161,9 +161,9 @@ class PayloadReader {
   template <class Target>
   void parseContents(Target target, const meta::StructuredType& type);
   template <class Target>
-  void parseProperty(Target target, ParsedProperty property);
+  void parseProperty(Target target, const ParsedProperty& property);
   template <class Target>
-  void parseSingleElement(Target target, const meta::Property& property, SerializationTag t);
+  void parseSingleElement(Target target, const ParsedProperty& property, SerializationTag t);
   template <class Target>
   void parseMap(Target target, const meta::Property& property);
   template <class Target>
@@ -231,19 +231,22 @@ meta::Type PayloadReader::parseMetaType() {
   return fTables.types.store(fTables.types.indexOfNew(id), type);
 }
 
-ParsedProperty PayloadReader::parseMetaProperty(const meta::StructuredType& owner) {
+/// Null at the end of a list of properties. Valid until the end of the payload.
+const ParsedProperty* PayloadReader::parseMetaProperty(const meta::StructuredType& owner) {
   const auto id = fIn.read<std::int64_t>();
-  if (id == 0) return {};
+  if (id == 0) return nullptr;
   if (id < 0) {
     const auto index = fTables.properties.indexOfKnown(id);
     NIMBO_PARSE_ASSERT(index < fTables.properties.size());
-    const ParsedProperty* const property = fTables.properties.find(index);
-    return property != nullptr ? *property : ParsedProperty();  // a gap holds no property, which ends the list
+    const auto* const property = fTables.properties.find(index);
+    return property != nullptr ? property->get() : nullptr;  // a gap holds no property, which ends the list
   }
   const auto name = fIn.readText<char16_t>();
   const meta::Property property = owner->getProperty(name);
   if (!property) failUnknownName("property", name, "type", owner->getName());
-  return fTables.properties.store(fTables.properties.indexOfNew(id), {property, tagOfType(property->getType())});
+  const auto index = fTables.properties.indexOfNew(id);
+  if (auto* const former = fTables.properties.find(index)) fTables.formerProperties.push_back(*former);
+  return fTables.properties.store(index, std::make_shared<const ParsedProperty>(property)).get();
 }
 
 meta::EnumLiteral PayloadReader::parseMetaEnumLiteral(const meta::Enum& owner) {
@@ -301,21 +304,17 @@ ParsedElement PayloadReader::parseNewElement() {
 
 template <class Target>
 void PayloadReader::parseContents(Target target, const meta::StructuredType& type) {
-  for (;;) {
-    const ParsedProperty property = parseMetaProperty(type);
-    if (!property.property) return;
-    parseProperty(target, property);
-  }
+  while (const ParsedProperty* const property = parseMetaProperty(type)) parseProperty(target, *property);
 }
 
 template <class Target>
-void PayloadReader::parseProperty(Target target, ParsedProperty property) {
+void PayloadReader::parseProperty(Target target, const ParsedProperty& property) {
   const SerializationTag t = parseTag();
   switch (t) {
     case SerializationTag::COLLECTION:
       return parseCollection(target, property);
     case SerializationTag::MODEL_ELEMENT:
-      return parseSingleElement(target, property.property, t);
+      return parseSingleElement(target, property, t);
     case SerializationTag::STRINGTOSTRINGMAP:
       return parseMap(target, property.property);
     default:
@@ -324,13 +323,13 @@ void PayloadReader::parseProperty(Target target, ParsedProperty property) {
 }
 
 template <class Target>
-[[gnu::noinline]] void setElement(Target target, const meta::Property& property, const ModelElement& element) {
-  if (element) return target.set(property, Value(element));
-  target.set(property, Value::createEmptyValue(property->getType(), property->lower != 0));
+[[gnu::noinline]] void setElement(Target target, const ParsedProperty& property, ModelElement element) {
+  if (element) return target.setObject(property.property, std::move(element));
+  target.set(property.property, Value::createEmptyValue(property.property->getType(), !property.isOptional));
 }
 
 template <class Target>
-void PayloadReader::parseSingleElement(Target target, const meta::Property& property, SerializationTag t) {
+void PayloadReader::parseSingleElement(Target target, const ParsedProperty& property, SerializationTag t) {
   setElement(target, property, parseModelElement(t));
 }
 
@@ -355,19 +354,10 @@ template <class Target>
     target.template setObject<T>(property.property, parseObject<T>());
   };
   if (t == property.typeTag && detail::visitStoredType(t, setObject)) return;
-  target.set(property.property, parseValue(property, t, property.property->lower == 0));
+  target.set(property.property, parseValue(property, t, property.isOptional));
 }
 
 // --- Collections.
-
-/// True for tags whose entries can be handed over as one range. Packed booleans cannot.
-bool isAssignable(SerializationTag entryTag) {
-  bool found = false;
-  detail::visitStoredType(entryTag, [&]<class T>(std::type_identity<T>) {
-    found = kern::ContiguousValueType<T> && !std::is_same_v<T, bool>;
-  });
-  return found;
-}
 
 template <class Target>
 void PayloadReader::parseCollection(Target target, const ParsedProperty& property) {
@@ -376,10 +366,10 @@ void PayloadReader::parseCollection(Target target, const ParsedProperty& propert
   const Value value = target.get(property.property);
   if (entryTag == SerializationTag::MODEL_ELEMENT) return addElements(value.toElementCollection(), count);
   kern::PrimitiveCollection& collection = value.toPrimitiveCollection();
-  const bool isContiguous = collection.getStorageKind() == kern::PrimitiveCollection::kContiguous;
-  if (isContiguous && isAssignable(entryTag)) {
-    if (entryTag != property.typeTag) failCast(property.property->getType());  // before any byte of another width is read
-    return assignObjects(collection, entryTag, count);
+  if (collection.getStorageKind() == kern::PrimitiveCollection::kContiguous) {
+    // A range is for entries of the storage's own type alone; one of any other is refused before a byte of it is read.
+    if (entryTag == property.typeTag && property.hasRangeForm) return assignObjects(collection, entryTag, count);
+    if (entryTag != property.typeTag && hasRangeForm(entryTag)) failCast(property.property->getType());
   }
   addValues(collection, property, entryTag, count);
 }
@@ -394,11 +384,11 @@ void PayloadReader::addValues(kern::PrimitiveCollection& collection, const Parse
 }
 
 /// Replaces the content by `count` objects, as one change. @pre the collection is contiguous, `entryTag` its type's and
-/// assignable.
+/// has a range form.
 void PayloadReader::assignObjects(kern::PrimitiveCollection& collection, SerializationTag entryTag,
                                   std::uint64_t count) {
   detail::visitStoredType(entryTag, [&]<class T>(std::type_identity<T>) {
-    if constexpr (kern::ContiguousValueType<T> && !std::is_same_v<T, bool>) {
+    if constexpr (kHasRangeForm<T>) {
       static_cast<kern::TypedCollection<T>&>(collection).assign(parseObjects<T>(count));
     }
   });

@@ -1,7 +1,8 @@
 #include "quillon/nimbo/BinSerializer.h"
 
-#include <sstream>
+#include <ostream>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <boost/lexical_cast.hpp>
@@ -12,12 +13,13 @@
 #include <quillon/logging/Logger.h>
 #include <tarn/kern/Model.h>
 
+#include "CompressedBytes.h"
+#include "PayloadBuffer.h"
 #include "PlainValues.h"
 #include "StoredTypes.h"
 #include "TextFormats.h"
 #include "WriteRun.h"
 #include "quillon/nimbo/BinSerializationException.h"
-#include "quillon/nimbo/Compression.h"
 #include "quillon/nimbo/CustomBinSerializerBase.h"
 
 // The text of a failed check names its line, so that each check stands where it is made.
@@ -57,14 +59,16 @@ std::vector<kern::ustring> usedPackageUris(const std::vector<ModelElement>& elem
   return model->getUsedPackageUris();
 }
 
-std::vector<std::uint8_t> compressed(BinFormat letter, const std::string& payload) {
-  std::vector<std::uint8_t> bytes;
+void writeCompressed(StreamOArchive& archive, BinFormat letter, std::string_view payload) {
   if (letter == BinFormat::BinaryZlib || letter == BinFormat::JsonZlib) {
-    compress(bytes, payload);
+    std::vector<std::uint8_t> bytes;
+    detail::compressGzip(bytes, payload);
+    archive << bytes;
   } else {
-    compressZSTD(bytes, payload, kZstdLevel);
+    const detail::CompressedFrame frame = detail::compressZstd(payload, kZstdLevel);
+    archive << std::uint64_t{frame.size};
+    archive.stream()->write(reinterpret_cast<const char*>(frame.bytes.get()), static_cast<std::streamsize>(frame.size));
   }
-  return bytes;
 }
 
 void serializeJsonContainer(const std::vector<ModelElement>& elements, StreamOArchive& archive, BinFormat letter) {
@@ -72,7 +76,7 @@ void serializeJsonContainer(const std::vector<ModelElement>& elements, StreamOAr
   if (letter == BinFormat::Json) {
     archive << text;
   } else {
-    archive << compressed(letter, text);
+    writeCompressed(archive, letter, text);
   }
 }
 
@@ -90,11 +94,13 @@ bool serializeId(StagedOutput& out, detail::PtrMap<Handle, std::uint64_t>& ids, 
 /// A plain value, or a property's optional one, that was read as a Value.
 template <class T>
 void writeThroughValue(StagedOutput& out, SerializationTag tag, const Value& value, bool isOptional) {
-  if (isOptional) {
-    const boost::optional<T> object = value.getOptional<T>();
-    detail::writeSingle<T>(out, tag, object.get_ptr(), true);
-  } else {
+  if (!isOptional) {
     detail::writePlain<T>(out, value.get<T>());
+  } else if (const boost::optional<T> object = value.getOptional<T>()) {
+    writeTag(out, tag);
+    detail::writePlain<T>(out, *object);
+  } else {
+    writeTag(out, SerializationTag::NONE);
   }
 }
 
@@ -140,11 +146,12 @@ void BinSerializer::serializeBinaryContainer(const std::vector<ModelElement>& el
     serializeStream(elements, archive);
     archive << std::vector<std::uint8_t>();  // every container has a length; here the stream has gone out before it
   } else {
-    std::ostringstream payload(std::ios_base::out | std::ios_base::binary);
-    payload.exceptions(std::ios_base::badbit);  // running out of memory must not end in half a payload
-    StreamOArchive payloadArchive(payload);
+    PayloadBuffer payload;
+    std::ostream stream(&payload);
+    stream.exceptions(std::ios_base::badbit);  // running out of memory must not end in half a payload
+    StreamOArchive payloadArchive(stream);
     serializeStream(elements, payloadArchive);
-    archive << compressed(letter, std::move(payload).str());
+    writeCompressed(archive, letter, payload.bytes());
   }
   reportDanglingReferences();
   reset();
@@ -213,13 +220,13 @@ void BinSerializer::serializeMetaType(WriteRun& run, const meta::Type& metaType)
   run.out.write(package ? package->getQualifiedName() + u"." + metaType->getName() : metaType->getName());
 }
 
-void BinSerializer::serializeReference(WriteRun& run, PropertyPlan& plan) {
-  if (plan.reference != 0) {
-    run.out.write(plan.reference);
+void BinSerializer::serializeTypeReference(WriteRun& run, const meta::Type& type, detail::StructurePlan& plan) {
+  if (plan.typeReference != 0) {
+    run.out.write(plan.typeReference);
     return;
   }
-  serializeMetaProperty(run, plan.property);
-  plan.reference = -static_cast<std::int64_t>(*fProperties.find(plan.property.get()));
+  serializeMetaType(run, type);
+  plan.typeReference = -static_cast<std::int64_t>(*fTypes.find(type.get()));
 }
 
 void BinSerializer::serializeModelElement(WriteRun& run, ModelElement::Impl* element, bool full) {
@@ -227,21 +234,23 @@ void BinSerializer::serializeModelElement(WriteRun& run, ModelElement::Impl* ele
     run.out.write(std::int64_t{0});
     return;
   }
-  const auto [entry, isNew] = fElements.tryEmplace(element, ElementEntry{fElementCount + 1, full});
-  if (isNew) {
+  const auto [entry, isNew] = fElements.tryEmplace(element, ElementEntry(fElementCount + 1, full));
+  if (!isNew) {  // then the target itself, which may lie anywhere in memory, is left alone
+    run.out.write(-static_cast<std::int64_t>(entry->id), full ? 'T' : 'F');
+    entry->full = entry->full || full;
+  } else {
     ++fElementCount;
     run.out.write(static_cast<std::int64_t>(fElementCount));
-    serializeMetaType(run, element->getMetaClass());
+    serializeTypeReference(run, element->getMetaClass(), run.planOf(element->getMetaClass()));
     run.out.write(element->getUuid());
-  } else {
-    entry->full = entry->full || full;
-    run.out.write(-static_cast<std::int64_t>(entry->id));
+    run.out.write(full);
   }
-  run.out.write(full);
   if (!full) return;
 
   bedrock::stack::callDeep([&] {  // containment may be deeper than the stack
-    for (PropertyPlan& plan : run.planOf(element->getMetaClass())) serializeProperty(run, *element, plan);
+    for (PropertyPlan& property : run.planOf(element->getMetaClass()).properties) {
+      serializeProperty(run, *element, property);
+    }
   });
   run.out.write(std::int64_t{0});
 }
@@ -286,10 +295,10 @@ void BinSerializer::serializeLiteralOf(WriteRun& run, const meta::Type& type, st
 }
 
 void BinSerializer::serializeDataType(WriteRun& run, const meta::Type& type, const kern::ReflectiveDataType& data) {
-  serializeMetaType(run, type);
+  detail::StructurePlan& plan = run.planOf(kern::narrow<meta::DataType>(type));
+  serializeTypeReference(run, type, plan);
   bedrock::stack::callDeep([&] {  // data values nest as deep as they like
-    for (PropertyPlan& plan : run.planOf(kern::narrow<meta::DataType>(type)))
-      serializeDataTypeProperty(run, data, plan);
+    for (PropertyPlan& property : plan.properties) serializeDataTypeProperty(run, data, property);
   });
   run.out.write(std::int64_t{0});
 }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <span>
 
 #include <bedrock/i18n.h>
@@ -15,11 +16,13 @@
 namespace quillon::nimbo {
 
 namespace kern = tarn::kern;
+namespace meta = tarn::kern::meta;
 using detail::PropertyPlan;
 using detail::WriteRun;
 using detail::writeTag;
 using kern::ModelElement;
 using kern::Value;
+using Members = std::span<ModelElement::Impl* const>;
 using Route = PropertyPlan::Route;
 using Shape = PropertyPlan::Shape;
 
@@ -174,6 +177,26 @@ void BinSerializer::serializeMembers(WriteRun& run, const PropertyPlan& plan, co
   for (const Value& entry : entries.getAllValues()) serializeValue(run, plan.type(), plan.tag, entry, false);
 }
 
+// --- How the stream refers to a property.
+
+void BinSerializer::serializeReference(WriteRun& run, PropertyPlan& plan) {
+  if (plan.reference != 0) {
+    run.out.write(plan.reference);
+    return;
+  }
+  serializeMetaProperty(run, plan.property);
+  plan.reference = -static_cast<std::int64_t>(*fProperties.find(plan.property.get()));
+}
+
+void BinSerializer::serializeHead(WriteRun& run, PropertyPlan& plan, SerializationTag tag) {
+  if (plan.reference != 0) {
+    run.out.write(plan.reference, static_cast<char>(tag));
+    return;
+  }
+  serializeReference(run, plan);
+  writeTag(run.out, tag);
+}
+
 // --- Reading in place. `Source` is an element or a data value.
 
 template <class Source>
@@ -181,8 +204,12 @@ void BinSerializer::serializeObject(WriteRun& run, const Source& source, Propert
   detail::visitStoredType(plan.tag, [&]<class T>(std::type_identity<T>) {
     const T* const object = source.template peek<T>(plan.property);
     if (plan.equalsDefault(object)) return;
-    serializeReference(run, plan);
-    detail::writeSingle(run.out, plan.tag, object, plan.shape == Shape::OptionalValue);
+    if (object == nullptr && plan.shape == Shape::OptionalValue) {
+      serializeHead(run, plan, SerializationTag::NONE);
+    } else {
+      serializeHead(run, plan, plan.tag);
+      detail::writeObject(run.out, object);
+    }
   });
 }
 
@@ -190,42 +217,76 @@ template <class Source>
 void BinSerializer::serializeEnum(WriteRun& run, const Source& source, PropertyPlan& plan) {
   const auto* const number = source.template peek<std::int64_t>(plan.property);
   if (plan.equalsDefault(number)) return;
-  serializeReference(run, plan);
   if (number == nullptr && plan.shape == Shape::OptionalValue) {
-    writeTag(run.out, SerializationTag::NONE);
-    return;
+    serializeHead(run, plan, SerializationTag::NONE);
+  } else {
+    serializeHead(run, plan, SerializationTag::ENUM);
+    serializeKnownLiteral(run, plan, number == nullptr ? 0 : *number);
   }
-  writeTag(run.out, SerializationTag::ENUM);
-  serializeLiteralOf(run, plan.type(), number == nullptr ? 0 : *number);
+}
+
+void BinSerializer::serializeKnownLiteral(WriteRun& run, PropertyPlan& plan, std::int64_t number) {
+  for (const PropertyPlan::KnownLiteral& known : plan.literals) {
+    if (known.number == number) {
+      run.out.write(known.reference);
+      return;
+    }
+  }
+  const meta::EnumLiteral literal = kern::narrow<meta::Enum>(plan.type())->getLiteral(number);
+  serializeMetaEnumLiteral(run, literal);
+  constexpr std::size_t kFew = 8;  // more would take longer to search than the table of all literals
+  if (plan.literals.size() < kFew) {
+    plan.literals.push_back({number, -static_cast<std::int64_t>(*fEnumLiterals.find(literal.get()))});
+  }
 }
 
 template <class Source>
 bool BinSerializer::serializeDataInPlace(WriteRun& run, const Source& source, PropertyPlan& plan) {
   const auto* const data = source.template peek<kern::ReflectiveDataType>(plan.property);
   if (data == nullptr) return false;
-  serializeReference(run, plan);
-  writeTag(run.out, SerializationTag::DATA_TYPE);
+  serializeHead(run, plan, SerializationTag::DATA_TYPE);
   serializeDataType(run, plan.type(), *data);
   return true;
 }
 
 void BinSerializer::serializeElement(WriteRun& run, const ModelElement::Impl& element, PropertyPlan& plan) {
   ModelElement::Impl* const target = element.peekElement(plan.property);
-  serializeReference(run, plan);
-  writeTag(run.out, SerializationTag::MODEL_ELEMENT);
+  serializeHead(run, plan, SerializationTag::MODEL_ELEMENT);
   serializeModelElement(run, target, plan.composite);
 }
 
 void BinSerializer::serializeElements(WriteRun& run, const ModelElement::Impl& element, PropertyPlan& plan) {
-  const std::size_t count = element.peekElements(plan.property).size();
-  serializeReference(run, plan);
-  writeTag(run.out, SerializationTag::COLLECTION);
+  const Members members = element.peekElements(plan.property);
+  serializeHead(run, plan, SerializationTag::COLLECTION);
   writeTag(run.out, SerializationTag::MODEL_ELEMENT);
-  run.out.write(std::uint64_t{count});
+  run.out.write(std::uint64_t{members.size()});
+  if (plan.composite) {
+    serializeContained(run, element, plan, members.size());
+  } else {
+    serializeReferences(run, members);
+  }
+}
+
+/// Targets lie anywhere in memory, so all that will be needed of a few of them is asked for at once.
+void BinSerializer::serializeReferences(WriteRun& run, const Members& members) {
+  constexpr std::size_t kAhead = 8;
+  for (ModelElement::Impl* const member : members.first(std::min(kAhead, members.size()))) {
+    fElements.prefetch(member);
+    __builtin_prefetch(member);
+  }
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    if (i + kAhead < members.size()) fElements.prefetch(members[i + kAhead]);
+    serializeModelElement(run, members[i], false);
+  }
+}
+
+void BinSerializer::serializeContained(WriteRun& run, const ModelElement::Impl& element, const PropertyPlan& plan,
+                                       std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
-    // Asked for anew each time: in between, a custom serializer of the application may have run.
-    const auto members = element.peekElements(plan.property);
-    serializeModelElement(run, i < members.size() ? members[i] : nullptr, plan.composite);
+    // Asked for anew each time: a custom serializer of the application may have run in between.
+    const Members members = element.peekElements(plan.property);
+    if (i + 1 < members.size()) fElements.prefetch(members[i + 1]);
+    serializeModelElement(run, i < members.size() ? members[i] : nullptr, true);
   }
 }
 
@@ -233,8 +294,7 @@ void BinSerializer::serializeContiguous(WriteRun& run, const ModelElement::Impl&
   detail::visitStoredType(plan.tag, [&]<class T>(std::type_identity<T>) {
     if constexpr (kern::ContiguousValueType<T>) {
       const std::vector<T>& entries = element.peekCollection<T>(plan.property);
-      serializeReference(run, plan);
-      writeTag(run.out, SerializationTag::COLLECTION);
+      serializeHead(run, plan, SerializationTag::COLLECTION);
       writeTag(run.out, plan.tag);
       detail::writeEntries(run.out, entries);
     }

@@ -10,6 +10,8 @@
 #include <zlib.h>
 #include <zstd.h>
 
+#include "CompressedBytes.h"
+
 namespace quillon::nimbo {
 
 namespace {
@@ -68,7 +70,7 @@ std::size_t decompressFrame(char* target, std::size_t size, const std::vector<st
 
 }  // namespace
 
-void compress(std::vector<std::uint8_t>& out, const std::string& in) {
+void detail::compressGzip(std::vector<std::uint8_t>& out, std::string_view in) {
   out.clear();
   z_stream stream{};
   stream.next_in = reinterpret_cast<const Bytef*>(in.data());
@@ -86,6 +88,8 @@ void compress(std::vector<std::uint8_t>& out, const std::string& in) {
     out.insert(out.end(), buffer.data(), stream.next_out);
   } while (stream.avail_out == 0);
 }
+
+void compress(std::vector<std::uint8_t>& out, const std::string& in) { detail::compressGzip(out, in); }
 
 std::string uncompress(const void* data, std::size_t size) {
   if (data == nullptr || size == 0) return {};
@@ -108,15 +112,20 @@ std::string uncompress(const void* data, std::size_t size) {
   return code == Z_STREAM_END ? result : std::string();
 }
 
+detail::CompressedFrame detail::compressZstd(std::string_view in, int level) {
+  // The bound is about the size of the input, the frame a fraction of it: memory that is neither cleared nor touched
+  // behind the frame's end costs nothing.
+  const std::size_t bound = ZSTD_compressBound(in.size());
+  CompressedFrame frame{std::make_unique_for_overwrite<std::uint8_t[]>(bound), 0};
+  frame.size = ZSTD_compress(frame.bytes.get(), bound, in.data(), in.size(), level);
+  if (ZSTD_isError(frame.size) != 0) refuse(std::string("zstd failed: ") + ZSTD_getErrorName(frame.size));
+  return frame;
+}
+
 void compressZSTD(std::vector<std::uint8_t>& out, const std::string& in, int level) {
   out.clear();
-  // The bound is about the size of the input, the frame a fraction of it: memory that is neither cleared nor touched
-  // behind the frame's end costs nothing, and `out` keeps what it needs only.
-  const std::size_t bound = ZSTD_compressBound(in.size());
-  const auto frame = std::make_unique_for_overwrite<std::uint8_t[]>(bound);
-  const std::size_t size = ZSTD_compress(frame.get(), bound, in.data(), in.size(), level);
-  if (ZSTD_isError(size) != 0) refuse(std::string("zstd failed: ") + ZSTD_getErrorName(size));
-  out.assign(frame.get(), frame.get() + size);
+  const detail::CompressedFrame frame = detail::compressZstd(in, level);
+  out.assign(frame.bytes.get(), frame.bytes.get() + frame.size);
 }
 
 std::string uncompressZSTD(const std::vector<std::uint8_t>& in) {

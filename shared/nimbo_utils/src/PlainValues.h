@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -29,22 +30,25 @@ inline void writePlain(StagedOutput& out, const boost::posix_time::ptime& time) 
   out.write(tarn::kern::DateTimeUtils::Conversion::toUstring(time));
 }
 
-/// A single value of a property, nullptr when absent: an optional one shows that, a required one becomes the zero
-/// value.
+/// A value that may be absent: an optional one shows that by its tag, a required one becomes the zero value of its
+/// type.
 template <class T>
-void writeSingle(StagedOutput& out, SerializationTag tag, const T* object, bool isOptional) {
-  if (object == nullptr && isOptional) {
-    writeTag(out, SerializationTag::NONE);
-    return;
+void writeObject(StagedOutput& out, const T* object) {
+  if (object != nullptr) {
+    writePlain<T>(out, *object);
+  } else {
+    writePlain<T>(out, T());
   }
-  writeTag(out, tag);
-  writePlain<T>(out, object == nullptr ? T() : *object);
 }
 
 template <class T>
 void writeEntries(StagedOutput& out, const std::vector<T>& entries) {
   out.write(std::uint64_t{entries.size()});
-  for (const T& entry : entries) writePlain<T>(out, entry);
+  if constexpr (std::is_arithmetic_v<T>) {
+    out.writeAll(entries);
+  } else {
+    for (const T& entry : entries) writePlain<T>(out, entry);
+  }
 }
 
 /// Bits are packed: an entry is no bool that a reference could name.

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include "quillon/nimbo/StreamOArchive.h"
 
@@ -28,10 +29,23 @@ class StagedOutput {
   requires(std::is_arithmetic_v<T> && !std::same_as<T, bool>) void write(T value) {
     std::memcpy(take(sizeof value), &value, sizeof value);
   }
+  /// Two values behind each other, at the price of one.
+  template <class T>
+  requires std::is_arithmetic_v<T>
+  void write(T value, char byte) {
+    char* const place = take(sizeof value + 1);
+    std::memcpy(place, &value, sizeof value);
+    place[sizeof value] = byte;
+  }
   void write(bool value) { put(value ? 'T' : 'F'); }
   void write(const boost::uuids::uuid& value) { std::memcpy(take(sizeof value.data), value.data, sizeof value.data); }
   void write(const std::u16string& value) { writeText(value.data(), value.size(), sizeof(char16_t)); }
   void write(const std::string& value) { writeText(value.data(), value.size(), sizeof(char)); }
+
+  /// The values of a contiguous collection, without their count.
+  template <class T>
+  requires std::is_arithmetic_v<T>
+  void writeAll(const std::vector<T>& values) { writeBytes(values.data(), values.size() * sizeof(T)); }
 
   /// Hands everything over. If the archive's stream throws, the bytes count as handed over.
   void flush() {
@@ -57,12 +71,16 @@ class StagedOutput {
 
   void writeText(const void* units, std::size_t count, std::size_t unitSize) {
     write(std::uint64_t{count});
-    const std::size_t size = count * unitSize;
+    writeBytes(units, count * unitSize);
+  }
+
+  void writeBytes(const void* data, std::size_t size) {
+    if (size == 0) return;
     if (size <= kCapacity) {
-      std::memcpy(take(size), units, size);
+      std::memcpy(take(size), data, size);
     } else {
       flush();
-      writeThrough(units, size);
+      writeThrough(data, size);
     }
   }
 

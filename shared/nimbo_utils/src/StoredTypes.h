@@ -14,7 +14,7 @@ namespace quillon::nimbo::detail {
 /// Calls `visit` with std::type_identity<T>, T being the C++ type that models hold for values of a plain standard type.
 /// False, and no call, for all other tags: enums, maps, data types, custom values, and what is no value's tag.
 template <class Visit>
-bool visitStoredType(SerializationTag tag, Visit visit) {
+bool visitStoredType(SerializationTag tag, const Visit& visit) {
   // clang-format off
   switch (tag) {
     case SerializationTag::USTRING:  visit(std::type_identity<std::u16string>()); return true;

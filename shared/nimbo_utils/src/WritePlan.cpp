@@ -84,14 +84,15 @@ PropertyPlan planOf(const meta::Property& property, DefaultValues& defaults) {
                     .refusal = refusalOf(property),
                     .shape = shape,
                     .route = routeOf(shape, tag),
-                    .composite = property->isComposite};
+                    .composite = property->isComposite,
+                    .literals = {}};
   planComparison(plan);
   return plan;
 }
 
 void addOwnedAttributes(StructurePlan& plan, const meta::StructuredType& type, DefaultValues& defaults) {
   for (const auto& [name, property] : type->getOwnedAttributes()) {
-    if (!property->isOmitted && !isWayBack(property)) plan.push_back(planOf(property, defaults));
+    if (!property->isOmitted && !isWayBack(property)) plan.properties.push_back(planOf(property, defaults));
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <type_traits>
 #include <unordered_map>
 #include <vector>
 
@@ -40,6 +41,12 @@ struct PropertyPlan {
     Contiguous,   ///< a collection of values in one typed vector
   };
 
+  /// How the stream refers to the literal of a number.
+  struct KnownLiteral {
+    std::int64_t number;
+    std::int64_t reference;
+  };
+
   tarn::kern::meta::Property property;
   const boost::optional<tarn::kern::Value>* defaultValue;  ///< lies in the DefaultValues
   const void* defaultObject;  ///< what the default holds, for the routes Object and EnumNumber; nullptr: nothing
@@ -49,6 +56,7 @@ struct PropertyPlan {
   Shape shape;
   Route route;
   bool composite;
+  std::vector<KnownLiteral> literals;  ///< those of an enum that were written lately; never many
 
   /// The declared one; a value's own may be a subclass.
   [[nodiscard]] const tarn::kern::meta::Type& type() const noexcept { return property->getType(); }
@@ -68,8 +76,11 @@ struct PropertyPlan {
   }
 };
 
-/// The properties of a class or data type that are written, in the order on the stream.
-using StructurePlan = std::vector<PropertyPlan>;
+/// What is written of a class or data type.
+struct StructurePlan {
+  std::vector<PropertyPlan> properties;  ///< in the order on the stream
+  std::int64_t typeReference = 0;        ///< as PropertyPlan::reference
+};
 
 /// Own properties by name, then those of the superclass, and so on. Omitted properties and the way back to the
 /// container are left out. The plans point into `defaults`, which must neither lose entries nor die before them.

@@ -22,16 +22,28 @@ class WriteRun {
   /// The plan of a class or data type; it stays where it is as long as the run lives.
   template <class StructuredType>
   [[nodiscard]] StructurePlan& planOf(const StructuredType& type) {
+    if (type.get() != fLatestType) {
+      fLatestPlan = &lookUp(type);
+      fLatestType = type.get();
+    }
+    return *fLatestPlan;
+  }
+
+ private:
+  template <class StructuredType>
+  [[nodiscard]] StructurePlan& lookUp(const StructuredType& type) {
     if (StructurePlan* const* const known = fPlanOfType.find(type.get())) return **known;
     StructurePlan& plan = fPlans.emplace_back(makePlan(type, fDefaults));
     fPlanOfType.tryEmplace(type.get(), &plan);
     return plan;
   }
 
- private:
   DefaultValues& fDefaults;
   std::deque<StructurePlan> fPlans;
   PtrMap<tarn::kern::meta::StructuredType, StructurePlan*> fPlanOfType;
+  /// Elements of a class often come in a row.
+  const tarn::kern::meta::StructuredType::Impl* fLatestType = nullptr;
+  StructurePlan* fLatestPlan = nullptr;
 };
 
 }  // namespace quillon::nimbo::detail

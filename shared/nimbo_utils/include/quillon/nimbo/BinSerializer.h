@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
@@ -23,8 +25,9 @@
 namespace quillon::nimbo {
 
 namespace detail {
-class WriteRun;       // one stream being written
-struct PropertyPlan;  // what is written of one property
+class WriteRun;        // one stream being written
+struct PropertyPlan;   // what is written of one property
+struct StructurePlan;  // what is written of a class or data type
 }  // namespace detail
 
 /// Writes elements, and all that they contain, into a container that BinParser reads. The bytes:
@@ -43,24 +46,33 @@ struct PropertyPlan;  // what is written of one property
 ///
 /// The model is only read. An object can be used again and again; it keeps each property's default between runs.
 /// Threads: one at a time; two threads use two objects.
-class NIMBO_EXPORT BinSerializer {
+class BinSerializer {
  public:
-  BinSerializer();
-  BinSerializer(const BinSerializer& other);
-  BinSerializer(BinSerializer&& other) noexcept;
-  BinSerializer& operator=(const BinSerializer& other);
-  BinSerializer& operator=(BinSerializer&& other) noexcept;
-  ~BinSerializer();
+  // Exported one by one: the private operations call each other millions of times, which costs more when a user's
+  // library could put its own in their place.
+  NIMBO_EXPORT BinSerializer();
+  NIMBO_EXPORT BinSerializer(const BinSerializer& other);
+  NIMBO_EXPORT BinSerializer(BinSerializer&& other) noexcept;
+  NIMBO_EXPORT BinSerializer& operator=(const BinSerializer& other);
+  NIMBO_EXPORT BinSerializer& operator=(BinSerializer&& other) noexcept;
+  NIMBO_EXPORT ~BinSerializer();
 
   /// Writes one container. A format that is none of BinFormat's letters leaves that byte on the stream and nothing
   /// else. A null element is written as such. The package URIs are those of the first element's model.
-  void serialize(const std::vector<tarn::kern::ModelElement>& elements, std::ostream& stream, BinFormat format);
-  void serialize(const std::vector<tarn::kern::ModelElement>& elements, StreamOArchive& archive, BinFormat format);
+  NIMBO_EXPORT void serialize(const std::vector<tarn::kern::ModelElement>& elements, std::ostream& stream,
+                              BinFormat format);
+  NIMBO_EXPORT void serialize(const std::vector<tarn::kern::ModelElement>& elements, StreamOArchive& archive,
+                              BinFormat format);
 
  private:
+  /// In one word, since the table of elements is what a large model is looked up in.
   struct ElementEntry {
-    std::uint64_t id;
-    bool full;  ///< the properties have been written, or are being written, somewhere on the stream
+    std::uint64_t id : 63;
+    bool full : 1;  ///< the properties have been written, or are being written, somewhere on the stream
+
+    ElementEntry() = default;
+    ElementEntry(std::uint64_t elementId, bool isFull) noexcept : id(elementId & kLargestId), full(isFull) {}
+    static constexpr std::uint64_t kLargestId = ~std::uint64_t{0} >> 1U;
   };
 
   void reset();
@@ -80,7 +92,9 @@ class NIMBO_EXPORT BinSerializer {
   void serializeRoots(detail::WriteRun& run, const std::vector<tarn::kern::ModelElement>& elements);
   void reportDanglingReferences() const;
 
+  void serializeTypeReference(detail::WriteRun& run, const tarn::kern::meta::Type& type, detail::StructurePlan& plan);
   void serializeReference(detail::WriteRun& run, detail::PropertyPlan& plan);
+  void serializeHead(detail::WriteRun& run, detail::PropertyPlan& plan, SerializationTag tag);
   void serializePropertyValue(detail::WriteRun& run, detail::PropertyPlan& plan, const tarn::kern::Value& value);
   void serializeMembers(detail::WriteRun& run, const detail::PropertyPlan& plan, const tarn::kern::Value& value);
   template <class Source>
@@ -93,11 +107,15 @@ class NIMBO_EXPORT BinSerializer {
                         detail::PropertyPlan& plan);
   void serializeElements(detail::WriteRun& run, const tarn::kern::ModelElement::Impl& element,
                          detail::PropertyPlan& plan);
+  void serializeReferences(detail::WriteRun& run, const std::span<tarn::kern::ModelElement::Impl* const>& members);
+  void serializeContained(detail::WriteRun& run, const tarn::kern::ModelElement::Impl& element,
+                          const detail::PropertyPlan& plan, std::size_t count);
   void serializeContiguous(detail::WriteRun& run, const tarn::kern::ModelElement::Impl& element,
                            detail::PropertyPlan& plan);
 
   void serializeDataTypeMember(detail::WriteRun& run, const tarn::kern::ReflectiveDataType& data,
                                detail::PropertyPlan& plan);
+  void serializeKnownLiteral(detail::WriteRun& run, detail::PropertyPlan& plan, std::int64_t number);
   void serializeLiteralOf(detail::WriteRun& run, const tarn::kern::meta::Type& type, std::int64_t number);
   void serializeDataType(detail::WriteRun& run, const tarn::kern::meta::Type& type,
                          const tarn::kern::ReflectiveDataType& data);
