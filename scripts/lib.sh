@@ -14,10 +14,12 @@ quietly() {
 }
 
 # build_preset <preset> [target...]: configures and builds build/<preset>, all targets unless some are named.
+# The array cmake_options, which a script may set, is handed to the configuration.
+cmake_options=()
 build_preset() {
   local preset=$1
   shift
   say "building preset $preset"
-  quietly "build/logs/$preset-configure.log" cmake --preset "$preset" &&
+  quietly "build/logs/$preset-configure.log" cmake --preset "$preset" "${cmake_options[@]}" &&
     quietly "build/logs/$preset-build.log" cmake --build --preset "$preset" ${1:+--target "$@"}
 }

@@ -4,9 +4,9 @@
 Usage: sum_test_results.py FOLDER...
 
 Each folder holds ctest.xml (what ctest says of each entry) and, for every entry that is a GoogleTest binary,
-<entry>.json. A GoogleTest binary counts with its single cases, any other entry counts as one. A binary that fails
-beyond its cases (it crashed before it could write its file, leaked, ran out of time) counts as one failure more. A
-folder without ctest.xml counts as one failure: its build failed.
+<entry>.json (other test runners may write the same form). Such an entry counts with its single cases, any other one
+counts as one. A binary that fails beyond its cases (it crashed before it could write its file, leaked, ran out of
+time) counts as one failure more. A folder without ctest.xml counts as one failure: its build failed.
 """
 
 import json
@@ -40,7 +40,11 @@ def results_of(folder):
         if not result_file.exists():
             (passed if ran_well else failed).append(name)
             continue
-        good, bad, left_out = cases_of(result_file)
+        try:
+            good, bad, left_out = cases_of(result_file)
+        except (ValueError, KeyError):  # it was stopped while it wrote them
+            failed.append(f"{name} (its results cannot be read)")
+            continue
         if not ran_well and not bad:
             bad = [f"{name} (the program itself, beside its cases)"]
         if ran_well and not good:

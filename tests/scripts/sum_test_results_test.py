@@ -51,6 +51,11 @@ class SumTestResults(unittest.TestCase):
         self.given_ctest(binary="fail", check="run")
         self.then_last_line("1 passed, 1 failed", 1)
 
+    def test_results_that_broke_off_count_as_one_failure(self):
+        self.given_ctest(binary="fail", check="run")
+        (self.folder / "binary.json").write_text('{"testsuites": [', encoding="utf-8")
+        self.then_last_line("1 passed, 1 failed", 1)
+
     def test_a_failure_beside_the_cases_such_as_a_leak_counts_once_more(self):
         self.given_ctest(binary="fail")
         self.given_cases("binary", case("a"))
