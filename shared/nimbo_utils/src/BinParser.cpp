@@ -4,6 +4,7 @@
 #include <istream>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -24,6 +25,7 @@
 #include "MemoryStreamBuf.h"
 #include "PackageUris.h"
 #include "StoredTypes.h"
+#include "StreamDump.h"
 #include "StreamWindow.h"
 #include "TextFormats.h"
 #include "TypeTags.h"
@@ -543,7 +545,81 @@ std::string decompressedPayload(StreamIArchive& archive, bool isZstd) {
   return isZstd ? uncompressZSTD(compressed) : uncompress(compressed.data(), compressed.size());
 }
 
+/// The text in a container of JSON, as it stands.
+std::string storedText(StreamIArchive& archive, char letter) {
+  if (letter != 'J') return decompressedPayload(archive, letter == 'c');
+  std::string text;
+  archive >> text;
+  return text;
+}
+
+/// The checks that a dump makes, under the names that they have here.
+[[noreturn, gnu::cold]] void failAs(const DumpFailure& failure) {
+  switch (failure.kind) {
+    case StreamFault::Kind::NoElement:
+      failAssertion("t == SerializationTag::MODEL_ELEMENT", __LINE__);
+    case StreamFault::Kind::ZeroId:
+      failAssertion("id != 0", __LINE__);
+    case StreamFault::Kind::UnknownId:
+      failAssertion("definition != nullptr", __LINE__);
+    case StreamFault::Kind::NoSerializer:
+      failAssertion("pCustomBinSerializer != nullptr", __LINE__);
+    case StreamFault::Kind::UnexpectedTag:
+      failUnexpectedTag(failure.tag);
+    case StreamFault::Kind::CutShort:  // passed over by a dump
+    case StreamFault::Kind::TooLong:
+      break;
+    case StreamFault::Kind::TooManyAbsent:
+      throw std::length_error("a collection of " + std::to_string(failure.count) +
+                              " absent entries: together with those before it that is more than any writer's");
+  }
+  throw std::length_error("a text of announced length " + std::to_string(failure.count) +
+                          " is longer than the stream: the data is damaged");
+}
+
+std::string dumpRoots(StreamIArchive& archive, const std::vector<ustring>& packageUris) {
+  try {
+    return dumpStream(archive, packageUris);
+  } catch (const DumpFailure& failure) {
+    failAs(failure);
+  }
+}
+
+std::string dumpPayload(StreamIArchive& archive) {
+  std::vector<ustring> packageUris;
+  archive >> packageUris;
+  keepKnownPackageUris(packageUris);
+  return dumpRoots(archive, packageUris);
+}
+
 }  // namespace
+
+std::string BinParser::parseToJSON(std::istream& stream) {
+  StreamIArchive archive(stream);
+  return parseToJSON(archive);
+}
+
+std::string BinParser::parseToJSON(StreamIArchive& archive) {
+  const int letter = archive.get();
+  switch (letter) {
+    case 'B':
+      return dumpPayload(archive);
+    case 'Z':
+    case 'z': {
+      const std::string payload = decompressedPayload(archive, letter == 'z');
+      MemoryStreamBuf buffer(payload);
+      std::istream stream(&buffer);
+      StreamIArchive payloadArchive(stream);
+      return dumpPayload(payloadArchive);
+    }
+    case 'J':
+    case 'C':
+    case 'c':
+      return storedText(archive, static_cast<char>(letter));
+    default:
+      return {};
+  }
+}
 
 void BinParser::parseCompressedPayload(StreamIArchive& archive, char letter) {
   const std::string payload = decompressedPayload(archive, letter == 'z');
@@ -554,13 +630,7 @@ void BinParser::parseCompressedPayload(StreamIArchive& archive, char letter) {
 }
 
 void BinParser::parseJsonPayload(StreamIArchive& archive, char letter) {
-  std::string text;
-  if (letter == 'J') {
-    archive >> text;
-  } else {
-    text = decompressedPayload(archive, letter == 'c');
-  }
-  parseJson(text, fModel, fEvolveIfNeeded);
+  parseJson(storedText(archive, letter), fModel, fEvolveIfNeeded);
 }
 
 void BinParser::parseBinaryPayload(StreamIArchive& archive) {

@@ -50,6 +50,13 @@ class IdTable {
     for (auto& [index, entry] : fWaiting) visit(entry);
   }
 
+  /// The same, with the index of each.
+  template <class Visit>
+  void forEachWithIndex(Visit visit) {
+    for (std::size_t index = 0; index < fDense.size(); ++index) visit(Index{index}, fDense[index]);
+    for (auto& [index, entry] : fWaiting) visit(index, entry);
+  }
+
   /// Forgets the entries and keeps the vector's memory for the next stream.
   void clear() noexcept {
     fDense.clear();

@@ -38,7 +38,17 @@ void StreamWindow::open() noexcept {
 
 void StreamWindow::close() noexcept {
   if (fNext != fBegin) GetArea::advance(*fArchive.stream()->rdbuf(), fNext - fBegin);
+  fPassed += static_cast<std::uint64_t>(fNext - fBegin);
   fBegin = fNext = fEnd = nullptr;
+}
+
+std::size_t StreamWindow::readBytes(void* target, std::size_t size) {
+  const auto came = lend([&](StreamIArchive& archive) {
+    archive.stream()->read(static_cast<char*>(target), static_cast<std::streamsize>(size));
+    return static_cast<std::size_t>(archive.stream()->gcount());
+  });
+  fPassed += came;
+  return came;
 }
 
 }  // namespace quillon::nimbo

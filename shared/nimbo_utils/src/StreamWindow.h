@@ -31,11 +31,16 @@ class StreamWindow {
   /// True once a read has come short. Everything read from then on is made up: zeros, blanks, no tag.
   [[nodiscard]] bool hasFailed() const noexcept { return fHasFailed; }
 
+  /// How many bytes have been taken through this window. What a borrower of the archive took is not among them.
+  [[nodiscard]] std::uint64_t position() const noexcept { return fPassed + static_cast<std::uint64_t>(fNext - fBegin); }
+
   /// One byte, 0 to 255, or -1.
   int get() {
     if (fNext != fEnd) [[likely]]
       return static_cast<unsigned char>(*fNext++);
-    return lend([](StreamIArchive& archive) { return archive.get(); });
+    const int byte = lend([](StreamIArchive& archive) { return archive.get(); });
+    if (byte >= 0) ++fPassed;
+    return byte;
   }
 
   /// A number or a uuid.
@@ -49,11 +54,20 @@ class StreamWindow {
       return value;
     }
     lend([&value](StreamIArchive& archive) { archive >> value; });
+    fPassed += sizeof value;
     return value;
   }
 
   template <class Char>
   std::basic_string<Char> readText();
+
+  /// Replaces `text` by the next one, in the memory that it has, if the get area holds all of it. Otherwise does
+  /// nothing and returns false.
+  template <class Char>
+  bool readTextInSight(std::basic_string<Char>& text);
+
+  /// Fills `target` with the next bytes. Returns how many came.
+  std::size_t readBytes(void* target, std::size_t size);
 
   /// Fills `values` with `count` numbers or uuids, without a call for each, if the get area holds them all. Otherwise
   /// does nothing and returns false.
@@ -83,24 +97,30 @@ class StreamWindow {
   const char* fBegin = nullptr;
   const char* fNext = nullptr;
   const char* fEnd = nullptr;
+  std::uint64_t fPassed = 0;  ///< bytes taken before `fBegin`
   bool fHasFailed = false;
 };
 
 template <class Char>
 std::basic_string<Char> StreamWindow::readText() {
   std::basic_string<Char> text;
-  if (available() >= sizeof(std::uint64_t)) [[likely]] {
-    std::uint64_t count = 0;
-    std::memcpy(&count, fNext, sizeof count);
-    if (count <= (available() - sizeof count) / sizeof(Char)) [[likely]] {
-      text.resize(static_cast<std::size_t>(count));
-      std::memcpy(text.data(), fNext + sizeof count, text.size() * sizeof(Char));
-      fNext += sizeof count + text.size() * sizeof(Char);
-      return text;
-    }
-  }
+  if (readTextInSight(text)) [[likely]]
+    return text;
   lend([&text](StreamIArchive& archive) { archive >> text; });
+  fPassed += sizeof(std::uint64_t) + text.size() * sizeof(Char);
   return text;
+}
+
+template <class Char>
+bool StreamWindow::readTextInSight(std::basic_string<Char>& text) {
+  std::uint64_t count = 0;
+  if (available() < sizeof count) return false;
+  std::memcpy(&count, fNext, sizeof count);
+  if (count > (available() - sizeof count) / sizeof(Char)) return false;
+  text.resize(static_cast<std::size_t>(count));
+  std::memcpy(text.data(), fNext + sizeof count, text.size() * sizeof(Char));
+  fNext += sizeof count + text.size() * sizeof(Char);
+  return true;
 }
 
 template <class T>

@@ -25,9 +25,8 @@ struct BinParserTables;
 /// Bad input ends in an exception, in time and memory proportional to what is there, however deep its elements nest:
 /// - BinSerializationException: a tag out of place, an unknown name, an id that was never defined, a class that has no
 ///   instances, contents of an element that has some already. A failed check names its source and expression.
-/// - the framework's exceptions, unchanged: a value that does not fit its property (the cast failure), a property that
-/// a
-///   class lacks, elements that would contain each other, an abstract class, a text that is no time.
+/// - the framework's exceptions, unchanged: a value that does not fit its property (the cast failure), a property
+///   that a class lacks, elements that would contain each other, an abstract class, a text that is no time.
 /// - what decompression (Compression.h) and StreamIArchive throw.
 /// - whatever custom serializers throw.
 /// Bytes that do not begin with a container's letter are no error: nothing is read.
@@ -59,6 +58,22 @@ class NIMBO_EXPORT BinParser {
   void parse(std::istream& stream);
   void parse(StreamIArchive& archive);
   void parse(const std::string& bytes);
+
+  /// The content of one container as JSON text (docs/formats/binary.md), without a model and without the meta-model:
+  /// the names in the stream are taken as they are. One line; the keys of each object in ascending order of their
+  /// bytes, one "type" and "uuid" for each mention of an element, its "content" where the stream has it, no check
+  /// beyond those that finding the next value takes. The text of the containers "J", "C" and "c" is returned as it
+  /// stands. Empty for bytes that do not begin with a container's letter.
+  ///
+  /// The model and the flag play no part and stay as they are. Of a "B" container the eight bytes behind the end tag
+  /// stay unread. A custom value needs its type, and a serializer for it, in this process: see
+  /// CustomBinSerializerBase::parseToJSON.
+  ///
+  /// @throws BinSerializationException for a tag that is out of place, an id that was never defined, a custom value
+  /// without a serializer; nlohmann::json::type_error (a std::exception) for text that is no valid UTF-8, which is what
+  /// half a surrogate pair becomes, too; what decompression and StreamIArchive throw.
+  [[nodiscard]] std::string parseToJSON(std::istream& stream);
+  [[nodiscard]] std::string parseToJSON(StreamIArchive& archive);
 
  private:
   void parseBinaryPayload(StreamIArchive& archive);
