@@ -29,9 +29,10 @@ class BlockPool {
   }
 
   void free(void* block, std::size_t bytes) noexcept {
-    Class& blocks = *fClasses.find(rounded(bytes))->second;  // it was allocated, so it is there
-    *static_cast<void**>(block) = blocks.free;
-    blocks.free = block;
+    const std::size_t size = rounded(bytes);
+    if (fLast == nullptr || fLast->bytes != size) fLast = fClasses.find(size)->second.get();  // allocated, so it is there
+    *static_cast<void**>(block) = fLast->free;
+    fLast->free = block;
   }
 
  private:

@@ -114,6 +114,9 @@ ElementList::Member* ElementList::hole() noexcept {
 }
 
 std::uint32_t ElementList::find(const Member* member) const noexcept {
+  // Who takes members from the front needs no hash, which a long list would have to keep from the first removal on.
+  const std::uint32_t front = fLong == nullptr ? 0 : fLong->leadingHoles;
+  if (front < fSize && fData[front] == member) return front;
   if (member != nullptr && fLong != nullptr && fSize >= kLong) {
     if (!fLong->hash.isValid()) {
       try {

@@ -8,6 +8,7 @@
 #include "ErrorTexts.h"
 #include "LiveValues.h"
 #include "ModelCore.h"
+#include "ValueAccess.h"
 
 namespace tarn::kern {
 
@@ -35,26 +36,13 @@ void ElementRecord::makeReadable() const {
   throw DestroyedElementError(texts::destroyed(*this));
 }
 
-const SlotInfo& ElementRecord::slotOf(const meta::Property& property) const {
-  ensureReadable();
-  if (const SlotInfo* slot = fLayout->find(property.get())) return *slot;
+void ElementRecord::refuseRead(const meta::Property& property, const SlotInfo* slot) const {
+  if (slot != nullptr) throw PropertyError(texts::guardedProperty(*this, property));
   throw PropertyError(property ? texts::foreignProperty(*this, property) : texts::nullProperty(*this));
 }
 
-const SlotInfo& ElementRecord::slotForRead(const meta::Property& property, const ReflectionPrivateTag& access) const {
-  const SlotInfo& slot = slotOf(property);
-  if (slot.property->isGuarded && !access.isPrivileged()) {
-    throw PropertyError(texts::guardedProperty(*this, property));
-  }
-  return slot;
-}
-
-const SlotInfo& ElementRecord::slotForWrite(const meta::Property& property, const ReflectionPrivateTag& access) const {
-  const SlotInfo& slot = slotForRead(property, access);
-  if (slot.property->isReadOnly && !access.isPrivileged()) {
-    throw PropertyError(texts::readOnlyProperty(*this, property));
-  }
-  return slot;
+void ElementRecord::refuseWrite(const meta::Property& property) const {
+  throw PropertyError(texts::readOnlyProperty(*this, property));
 }
 
 ElementRecord* ElementRecord::containerThrough(const SlotInfo& info) const noexcept {
@@ -97,6 +85,16 @@ ElementRecord* targetOf(const ModelElement& element) {
   return record;
 }
 
+/// The record of the element in a value for a class-typed single slot; nullptr for absent.
+ElementRecord* targetIn(const SlotInfo& slot, const Value& value) {
+  const auto* stored = ValueAccess::stored<ModelElement>(value);
+  const bool isPlain = stored != nullptr && *stored && value.getMeta().upper == 1 &&
+                       (*stored)->getMetaClass() == value.getType();
+  if (!isPlain) return targetOf(elementOf(slot, value));  // says what is wrong
+  checkConforms(slot, *stored);
+  return targetOf(*stored);
+}
+
 }  // namespace
 
 void ElementRecord::setPropertyValue(const meta::Property& property, const Value& value,
@@ -116,10 +114,10 @@ void ElementRecord::setPropertyValue(const meta::Property& property, const Value
       core->setSingle(*this, info, normalised(info, value, false));
       return;
     case SlotShape::Reference:
-      core->setReference(*this, info, targetOf(elementOf(info, value)));
+      core->setReference(*this, info, targetIn(info, value));
       return;
     case SlotShape::Container:
-      core->setContainer(*this, info, targetOf(elementOf(info, value)));
+      core->setContainer(*this, info, targetIn(info, value));
       return;
     case SlotShape::Typed:
     case SlotShape::Generic:
@@ -193,13 +191,14 @@ void ModelElement::Impl::setPropertyValue(const meta::Property&, const Value&, c
 
 ModelElement ModelElement::Impl::container() const {
   if (fKind != Kind::Element) return {};
-  return ModelElement(static_cast<const ElementRecord*>(this)->container);
+  const auto& record = static_cast<const ElementRecord&>(*this);
+  return record.isLive() ? ModelElement(record.container) : ModelElement();
 }
 
 meta::Property ModelElement::Impl::containerProperty() const {
   if (fKind != Kind::Element) return {};
   const auto& record = static_cast<const ElementRecord&>(*this);
-  if (record.container == nullptr) return {};
+  if (record.container == nullptr || !record.isLive()) return {};
   return handleOf(record.container->layout().slots[record.containerSlot]);
 }
 
@@ -252,7 +251,7 @@ std::string ModelElement::Impl::describe() const {
   const auto& record = static_cast<const ElementRecord&>(*this);
   std::vector<std::string> steps;
   const ElementRecord* root = &record;
-  for (; root->container != nullptr; root = root->container) {
+  for (; root->container != nullptr && root->isLive(); root = root->container) {
     const SlotInfo& slot = root->container->layout().slots[root->containerSlot];
     std::string step = "/" + to_string(slot.property->getName());
     if (slot.shape == SlotShape::Elements) {
@@ -298,7 +297,8 @@ void* ModelElement::Impl::placeToOverwrite(const meta::Property& property, Stora
   if (fKind != Kind::Element) return nullptr;
   auto& record = static_cast<ElementRecord&>(*this);
   const SlotInfo& slot = record.slotForWrite(property, access);
-  if (slot.shape != SlotShape::Single || slot.storage != storage || !record.core->mayOverwrite(record)) return nullptr;
+  const bool fits = slot.storage == storage || (slot.storage == StorageType::Enum && storage == StorageType::Integer64);
+  if (slot.shape != SlotShape::Single || !fits || !record.core->mayOverwrite(record)) return nullptr;
   internal::setPresent(record.area(), slot, true);
   return record.area() + slot.offset;
 }

@@ -60,8 +60,17 @@ class ElementRecord final : public ModelElement::Impl {
     if (state != State::Live) makeReadable();
   }
   /// The slot of a property after all checks of access. @throws PropertyError, DestroyedElementError
-  [[nodiscard]] const SlotInfo& slotForRead(const meta::Property& property, const ReflectionPrivateTag& access) const;
-  [[nodiscard]] const SlotInfo& slotForWrite(const meta::Property& property, const ReflectionPrivateTag& access) const;
+  [[nodiscard]] const SlotInfo& slotForRead(const meta::Property& property, const ReflectionPrivateTag& access) const {
+    ensureReadable();
+    const SlotInfo* slot = fLayout->find(property.get());
+    if (slot == nullptr || (slot->property->isGuarded && !access.isPrivileged())) refuseRead(property, slot);
+    return *slot;
+  }
+  [[nodiscard]] const SlotInfo& slotForWrite(const meta::Property& property, const ReflectionPrivateTag& access) const {
+    const SlotInfo& slot = slotForRead(property, access);
+    if (slot.property->isReadOnly && !access.isPrivileged()) refuseWrite(property);
+    return slot;
+  }
 
   /// What a slot of shape Container reads as.
   [[nodiscard]] ElementRecord* containerThrough(const SlotInfo& info) const noexcept;
@@ -83,7 +92,8 @@ class ElementRecord final : public ModelElement::Impl {
 
  private:
   void makeReadable() const;
-  [[nodiscard]] const SlotInfo& slotOf(const meta::Property& property) const;
+  [[noreturn]] void refuseRead(const meta::Property& property, const SlotInfo* slot) const;
+  [[noreturn]] void refuseWrite(const meta::Property& property) const;
   void lastHandleGone() const noexcept override;
 
   meta::Class fClass;

@@ -8,6 +8,8 @@
 #include <tarn/kern/ValueTyped.h>
 #include <tarn/kern/meta/StandardTypes.h>
 
+#include "Slots.h"
+
 namespace tarn::kern::internal {
 namespace {
 
@@ -136,6 +138,7 @@ Layout::Layout(const meta::StructuredType& laidOut, const std::vector<meta::Prop
   describeSlots(allProperties);
   placeSlots();
   listSlotsByUse();
+  drawImage();
 }
 
 void Layout::describeSlots(const std::vector<meta::Property>& allProperties) {
@@ -183,6 +186,21 @@ void Layout::listSlotsByUse() {
     if (slot.isComposite) composites.push_back(slot.index);
     if (slot.isReferenceLike() && !slot.isComposite && !slot.isPaired) plainReferences.push_back(slot.index);
     if (slot.isPaired) paired.push_back(slot.index);
+    const bool isValue =
+        slot.shape == SlotShape::Single && (slot.storage == StorageType::Data || slot.storage == StorageType::Custom);
+    if (slot.shape == SlotShape::Generic || isValue) handleHolders.push_back(slot.index);
+  }
+}
+
+void Layout::drawImage() {
+  image.resize(sizeBytes);
+  for (const std::uint16_t index : withDefault) {
+    const SlotInfo& slot = slots[index];
+    if (holdsObject(slot, isData)) {
+      withOwningDefault.push_back(index);
+    } else if (const boost::optional<Value>& value = slot.property->defaultValue(); value->hasObject()) {
+      putSingle(slot, image.data(), Value(*value));
+    }
   }
 }
 

@@ -76,9 +76,15 @@ struct Layout {
   // Slots by use, as indices into `slots`, so that walks touch only what matters.
   std::vector<std::uint16_t> constructed;  // hold an object that needs construction and destruction
   std::vector<std::uint16_t> withDefault;
+  std::vector<std::uint16_t> withOwningDefault;  // of those, the ones whose object owns memory: not in `image`
   std::vector<std::uint16_t> composites;
   std::vector<std::uint16_t> plainReferences;  // neither composite nor paired nor the way back
   std::vector<std::uint16_t> paired;
+  std::vector<std::uint16_t> handleHolders;  // may hold handles to elements inside values
+
+  /// The slot area of a new instance before anything that owns memory is constructed in it: zeros, and the defaults of
+  /// plain numbers. Most classes give many of their properties such a default, so a new element starts as a copy of it.
+  std::vector<std::byte> image;
 
  private:
   using OriginEntry = std::pair<const meta::Property::Impl*, std::uint16_t>;
@@ -94,6 +100,7 @@ struct Layout {
   void describeSlots(const std::vector<meta::Property>& allProperties);
   void placeSlots();
   void listSlotsByUse();
+  void drawImage();
   std::vector<OriginEntry> fByOrigin;  // sorted by address
 };
 

@@ -495,7 +495,10 @@ class LiveElements final : public ElementCollection {
     if (isSnapshot()) return liveTarget(taken()[index]);
     return ModelElement(memberAt(list(), record().core->physicalIndex(record(), slot(), index)));
   }
-  void addElement(const ModelElement& element) override { insertAt(size(), element); }
+  void addElement(const ModelElement& element) override {
+    checkWritable();
+    insertAt(list().size(), element);
+  }
   void insertElement(std::size_t index, const ModelElement& element) override {
     checkWritable();
     checkIndex(*this, index, size() + 1);
@@ -575,7 +578,6 @@ class LiveElements final : public ElementCollection {
   }
 
   void insertAt(std::size_t index, const ModelElement& element) {
-    checkWritable();
     ElementRecord* member = checkedMember(element);
     if (member != nullptr && isUnique() && observedCore(record()) != nullptr && contains(element)) return;
     change({Kind::Insert, index, 1, 0}, [&] { record().core->insert(record(), slot(), index, member); });
@@ -585,6 +587,7 @@ class LiveElements final : public ElementCollection {
   }
   template <class Change>
   void change(const OCDChangeDescriptor& descriptor, Change make) {
+    if (observedCore(record()) == nullptr) return make();  // an operation is for those who watch
     Operation operation(*this);
     modifying(descriptor);
     make();
@@ -601,16 +604,18 @@ std::byte* slotAreaOf(CountedImpl& owner) noexcept {
 
 Value makeLiveCollection(CountedImpl& owner, const SlotInfo& slot) {
   const meta::Property property(const_cast<meta::Property::Impl*>(slot.property));  // handles are not const
-  const ValueMeta meta(property->getType(), ValueFlags::Collection);
-  if (slot.shape == SlotShape::Generic) return Value(meta, LiveGeneric(owner, property));
+  const auto make = [&]<class Live>(TypeTag<Live>, auto& record) {
+    return ValueAccess::make<Live>(property->getType(), ValueFlags::Collection, record, property);
+  };
+  if (slot.shape == SlotShape::Generic) return make(TypeTag<LiveGeneric>(), owner);
   if (slot.shape == SlotShape::Typed) {
     return dispatchContiguous(slot.storage,
-                              [&]<class T>(TypeTag<T>) { return Value(meta, LiveTyped<T>(owner, property)); });
+                              [&]<class T>(TypeTag<T>) { return make(TypeTag<LiveTyped<T>>(), owner); });
   }
   if (owner.recordKind() == CountedImpl::RecordKind::Element) {
-    return Value(meta, LiveElements(static_cast<ElementRecord&>(owner), property));
+    return make(TypeTag<LiveElements>(), static_cast<ElementRecord&>(owner));
   }
-  return Value(meta, HandleCollection(owner, property));
+  return make(TypeTag<HandleCollection>(), owner);
 }
 
 }  // namespace internal

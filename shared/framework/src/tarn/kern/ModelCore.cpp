@@ -33,11 +33,11 @@ bool isUnique(const SlotInfo& slot) noexcept {
 
 void dropHandlesWithin(ElementRecord& record) noexcept {
   // Values may hold handles, to each other's elements too: records that held each other so would never be freed.
-  for (const SlotInfo& slot : record.layout().slots) {
+  for (const std::uint16_t index : record.layout().handleHolders) {
+    const SlotInfo& slot = record.layout().slots[index];
     if (slot.shape == SlotShape::Generic) {
       record.slot<std::vector<Value>>(slot).clear();
-    } else if (slot.shape == SlotShape::Single &&
-               (slot.storage == StorageType::Data || slot.storage == StorageType::Custom)) {
+    } else {
       const Value dropped = takeSingle(slot, record.area());
     }
   }
@@ -519,9 +519,44 @@ void ModelCore::checkTarget(const ElementRecord& element, const SlotInfo& slot, 
 
 void ModelCore::checkNoCycle(const ElementRecord& parent, const SlotInfo& slot, const ElementRecord& child) const {
   if (&parent != &child && !child.mayHaveContents) return;  // what holds nothing cannot hold the parent
-  for (const ElementRecord* e = &parent; e != nullptr; e = e->container) {
-    if (e == &child) throw ContainmentError(texts::containmentCycle(parent, slot, child));
+  // The way up from a deep parent can be long, and so can the walk through all that the child contains. Each is tried for
+  // a while, then the other for twice as long: in all it takes a few times what the shorter one takes.
+  const ElementRecord* above = &parent;
+  for (std::size_t steps = 16;; steps *= 2) {
+    for (std::size_t i = 0; i < steps; ++i) {
+      if (above == nullptr) return;
+      if (above == &child) throw ContainmentError(texts::containmentCycle(parent, slot, child));
+      above = above->container;
+    }
+    if (containsFewerThan(child, steps)) break;
   }
+  // All that the child contains is at hand, and is less than what stands above the parent. The parent stands among it
+  // exactly if the child stands above the parent within as many steps as there are elements: those have been looked at.
+}
+
+/// Whether the element has fewer than `limit` elements below itself, found in a time that is proportional to the limit.
+bool ModelCore::containsFewerThan(const ElementRecord& element, std::size_t limit) const {
+  std::vector<const ElementRecord*> open = {&element};
+  std::size_t looked = 0;
+  while (!open.empty()) {
+    const ElementRecord& current = *open.back();
+    open.pop_back();
+    if (!current.mayHaveContents) continue;
+    const Layout& layout = current.layout();
+    for (const std::uint16_t index : layout.composites) {
+      const SlotInfo& slot = layout.slots[index];
+      const bool isSingle = slot.shape == SlotShape::Reference;
+      const std::uint32_t size = isSingle ? 1 : current.list(slot).physicalSize();
+      if (size >= limit - looked) return false;
+      looked += size;
+      for (std::uint32_t i = 0; i < size; ++i) {
+        const ElementRecord* member =
+            isSingle ? current.slot<ElementRecord*>(slot) : memberAt(current.list(slot), i);
+        if (member != nullptr) open.push_back(member);
+      }
+    }
+  }
+  return true;
 }
 
 const SlotInfo& ModelCore::oppositeSlot(const SlotInfo& slot, const ElementRecord& target) const {
@@ -542,7 +577,9 @@ void ModelCore::unlink(ElementRecord& owner, const SlotInfo& slot, ElementRecord
     return;
   }
   ElementList& list = owner.list(slot);
-  const std::uint32_t position = list.find(target);
+  const std::uint32_t last = list.physicalSize() - 1;  // none is past all positions
+  const bool isLast = isUnique(slot) && last < list.physicalSize() && list.at(last) == target;
+  const std::uint32_t position = isLast ? last : list.find(target);
   if (position != ElementList::kNone) rawRemove(owner, slot, position);
 }
 
@@ -881,10 +918,36 @@ void ModelCore::collectContents(ElementRecord& element, std::vector<ElementRecor
   }
 }
 
+/// Takes an element that is about to be destroyed out of its place. It keeps its way back, so that reviving it needs no
+/// entry of its own; who asks a destroyed element for its container gets none.
+void ModelCore::leavePlace(ElementRecord& element) {
+  if (element.container == nullptr) return;
+  ElementRecord& parent = *element.container;
+  const SlotInfo& place = parent.layout().slots[element.containerSlot];
+  if (place.shape == SlotShape::Elements) parent.list(place).prepareRemoval();
+  detach(element);
+  if (place.shape == SlotShape::Elements && parent.list(place).wantsCompaction()) pack(parent, place);
+}
+
+/// The short way for an element that holds nothing and that nothing refers to, which most are that are destroyed: all
+/// that its change needs can be reserved beforehand, so it takes neither a level of its own nor a list of what goes.
+bool ModelCore::destroyAlone(ElementRecord& element) {
+  const bool isAlone =
+      !element.mayHaveContents && element.layout().paired.empty() && fBackReferences->heads[element.index] == 0;
+  if (!isAlone) return false;
+  ChangeScope scope(*this);
+  reserveJournal(kChangesPerLink);
+  leavePlace(element);
+  rawKill(element);
+  scope.done();
+  return true;
+}
+
 void ModelCore::destroy(ElementRecord& element) {
+  needBackReferences();
+  if (destroyAlone(element)) return;
   std::vector<ElementRecord*> leaving;
   collectContents(element, leaving);
-  needBackReferences();
 
   ChangeScope scope(*this, ChangeScope::Kind::Nested);
   struct Marks {  // taken off on every way out
@@ -902,16 +965,8 @@ void ModelCore::destroy(ElementRecord& element) {
     bool areOn = true;
   } marks(leaving);
 
-  if (element.container != nullptr) {
-    ElementRecord& parent = *element.container;
-    const SlotInfo& place = parent.layout().slots[element.containerSlot];
-    reserveJournal(2);
-    if (place.shape == SlotShape::Elements) parent.list(place).prepareRemoval();
-    detach(element);
-    if (place.shape == SlotShape::Elements && parent.list(place).wantsCompaction()) pack(parent, place);
-    if (fTop.size() == fTop.capacity()) fTop.reserve(fTop.size() * 2 + 16);
-    rawSetContainer(element, nullptr, 0);
-  }
+  reserveJournal(2);
+  leavePlace(element);
   for (ElementRecord* record : leaving) clearReferencesTo(*record);
   reserveJournal(leaving.size());
   for (ElementRecord* record : leaving) rawKill(*record);
@@ -985,6 +1040,7 @@ void ModelCore::needBackReferences() {
   if (fBackReferences != nullptr) return;
   auto made = std::make_unique<BackReferences>();
   made->heads.resize(fTable.size(), 0);
+  made->nodes.reserve(fTable.size());
   fBackReferences = std::move(made);
   // Destroyed elements that may come back count too: their references come back with them.
   for (ElementRecord* record : fTable) {
@@ -1206,21 +1262,20 @@ ModelChange ModelCore::netChanges(const std::vector<JournalEntry>& entries, std:
 }
 
 void ModelCore::discardKilled(std::vector<JournalEntry>& entries) noexcept {
-  std::size_t count = 0;
-  for (JournalEntry& entry : entries) {  // in place, so that nothing has to be allocated: killed ones to the front
-    if (entry.kind != JournalEntry::Kind::Killed || entry.element->isLive()) continue;
-    if (&entries[count] != &entry) std::swap(entries[count], entry);
-    ++count;
-  }
-  for (std::size_t i = 0; i < count; ++i) {
-    ElementRecord& record = *entries[i].element;
+  const auto isKill = [](const JournalEntry& entry) { return entry.kind == JournalEntry::Kind::Killed; };
+  for (JournalEntry& entry : entries) {
+    entry.payload.reset();
+    if (!isKill(entry) || entry.element->isLive()) continue;
+    ElementRecord& record = *entry.element;
     fUuids.erase(record.getUuid(), record.index);
     fTable[record.index] = nullptr;
     ++fFreed;
     beginRetirement(record);
   }
-  for (std::size_t i = count; i < entries.size(); ++i) entries[i].payload.reset();
-  for (std::size_t i = 0; i < count; ++i) endRetirement(*entries[i].element);
+  // An element dies once, so no entry looked at here names one that is freed already.
+  for (const JournalEntry& entry : entries) {
+    if (isKill(entry) && entry.element->state == ElementRecord::State::Gone) endRetirement(*entry.element);
+  }
 }
 
 void ModelCore::discardDead(std::uint32_t tableStart, std::uint32_t tableEnd) noexcept {

@@ -164,7 +164,10 @@ class ModelCore {
   // Keeping slots in step.
   void checkTarget(const ElementRecord& element, const SlotInfo& slot, const ElementRecord* target) const;
   void checkNoCycle(const ElementRecord& parent, const SlotInfo& slot, const ElementRecord& child) const;
+  [[nodiscard]] bool containsFewerThan(const ElementRecord& element, std::size_t limit) const;
   void detach(ElementRecord& child);
+  void leavePlace(ElementRecord& element);
+  [[nodiscard]] bool destroyAlone(ElementRecord& element);
   void unlink(ElementRecord& owner, const SlotInfo& slot, ElementRecord* target);
   void linkOpposite(ElementRecord& element, const SlotInfo& slot, ElementRecord& target);
   void unlinkOpposite(ElementRecord& element, const SlotInfo& slot, ElementRecord& target);

@@ -90,7 +90,7 @@ void destroyFirst(std::size_t count, const Layout& layout, std::byte* area, Slot
 }
 
 void applyDefaults(const Layout& layout, std::byte* area) {
-  for (const std::uint16_t index : layout.withDefault) {
+  for (const std::uint16_t index : layout.withOwningDefault) {
     const SlotInfo& slot = layout.slots[index];
     const boost::optional<Value>& value = slot.property->defaultValue();
     if (value && value->hasObject()) putSingle(slot, area, Value(*value));
@@ -115,8 +115,10 @@ bool holdsFittingObject(const SlotInfo& slot, const Value& value) {
 
 }  // namespace
 
-void constructEmptySlots(const Layout& layout, std::byte* area, SlotMaker& maker) {
-  std::memset(area, 0, layout.sizeBytes);
+namespace {
+
+/// Makes the objects that the slots hold, on cleared memory but for the numbers that may lie in it.
+void constructObjects(const Layout& layout, std::byte* area, SlotMaker& maker) {
   std::size_t done = 0;
   try {
     for (; done < layout.constructed.size(); ++done) {
@@ -129,8 +131,17 @@ void constructEmptySlots(const Layout& layout, std::byte* area, SlotMaker& maker
   }
 }
 
+}  // namespace
+
+void constructEmptySlots(const Layout& layout, std::byte* area, SlotMaker& maker) {
+  std::memset(area, 0, layout.sizeBytes);
+  constructObjects(layout, area, maker);
+}
+
 void constructSlots(const Layout& layout, std::byte* area, SlotMaker& maker) {
-  constructEmptySlots(layout, area, maker);
+  if (layout.sizeBytes != 0) std::memcpy(area, layout.image.data(), layout.sizeBytes);
+  constructObjects(layout, area, maker);
+  if (layout.withOwningDefault.empty()) return;
   try {
     applyDefaults(layout, area);
   } catch (...) {

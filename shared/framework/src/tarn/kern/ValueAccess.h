@@ -23,6 +23,16 @@ class ValueAccess {
     return value.fObject != nullptr && *value.fOps->type == type;
   }
 
+  /// A value whose object is made in place. Live values are made with every read of a collection.
+  template <class T, class... Arguments>
+  [[nodiscard]] static Value make(const meta::Type& type, ValueFlags flags, Arguments&&... arguments) {
+    static_assert(kStoredInline<T>);
+    Value value(ValueMeta(type, flags));
+    value.fObject = new (value.fSpace) T(std::forward<Arguments>(arguments)...);
+    value.fOps = &storedOpsOf<T>();
+    return value;
+  }
+
   /// Plain when nothing is stored.
   [[nodiscard]] static StoredKind kind(const Value& value) noexcept {
     return value.fObject == nullptr ? StoredKind::Plain : value.fOps->kind;
