@@ -26,6 +26,8 @@ class Parser {
       fLine.read.readsArchives = true;
     } else if (option == "--out") {
       fLine.outDirectory = argumentOf(option);
+    } else if (option == "--section") {
+      fLine.section = argumentOf(option);
     } else if (option == "--apt-helper") {
       fLine.read.aptHelper = argumentOf(option);
     } else if (option == "--sample") {
@@ -78,11 +80,13 @@ void useSample(CommandLine& line, const std::filesystem::path& sample) {
 std::string usageText() {
   return R"(usage: debian_packages [option...]
 
-Builds a model of a package database, saves it as "B", "Z" and "z", loads each file back and compares.
+Builds a model of a package database, saves it as "B", "Z" and "z", loads each file back and compares. Then clones a
+section's packages, prints them as debian.txt and debian.html, and tells what an edit of them changed.
 
-  --out DIR          where debian.B, debian.Z and debian.z go; made if missing (default: the current directory)
+  --out DIR          where these files go; made if missing (default: the current directory)
   --files            also the file tree, from the packages' lists and digests
   --archive          also the packages that apt knows of, from its lists
+  --section NAME     the section to clone (default: one of moderate size)
   --status FILE      this status file; the packages' lists lie in "info" beside it (default: /var/lib/dpkg/status)
   --root DIR         the database of the system whose root directory this is
   --sample           the sample database of this example; also used where there is no /var/lib/dpkg/status

@@ -19,6 +19,7 @@ class UsageError : public std::runtime_error {
 struct CommandLine {
   ReadOptions read;
   std::filesystem::path outDirectory = ".";
+  std::string section;  ///< the one to clone; empty: let the program choose
   bool usesSample = false;
   bool namesDatabase = false;  ///< by --status, --root or --sample: then there is nothing to fall back to
   bool wantsHelp = false;

@@ -17,6 +17,7 @@
 #include "Report.h"
 #include "RoundTrip.h"
 #include "Stopwatch.h"
+#include "Tour.h"
 
 namespace debian_packages {
 namespace {
@@ -85,6 +86,7 @@ void run(CommandLine line) {
   }
   printFigures(job, std::cout);
   std::cout << "\nEach file was loaded into a new model that is equal to the one saved and saves as the same bytes.\n";
+  takeTour(model, line.section, line.outDirectory, std::cout);
 }
 
 /// 0 when all is well; see usageText().

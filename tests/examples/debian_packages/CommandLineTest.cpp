@@ -23,12 +23,13 @@ TEST(CommandLine, ReadsThisMachinesStatusFileUnlessToldOtherwise) {
 }
 
 TEST(CommandLine, TakesEveryOption) {
-  const CommandLine line =
-      parse({"--status", "/s", "--files", "--archive", "--out", "/o", "--apt-helper", "/h", "--help"});
+  const CommandLine line = parse(
+      {"--status", "/s", "--files", "--archive", "--out", "/o", "--apt-helper", "/h", "--section", "net", "--help"});
   EXPECT_EQ(line.read.statusFile, "/s");
   EXPECT_TRUE(line.read.readsFileLists && line.read.readsArchives && line.namesDatabase && line.wantsHelp);
   EXPECT_EQ(line.outDirectory, "/o");
   EXPECT_EQ(line.read.aptHelper, "/h");
+  EXPECT_EQ(line.section, "net");
 }
 
 TEST(CommandLine, FindsTheDatabaseOfAnotherRoot) {
@@ -57,7 +58,7 @@ TEST(CommandLine, RefusesWhatMakesNoSense) {
 
 TEST(CommandLine, TellsOfEveryOptionInItsHelp) {
   for (const char* option :
-       {"--out", "--files", "--archive", "--status", "--root", "--sample", "--apt-helper", "--help"}) {
+       {"--out", "--files", "--archive", "--section", "--status", "--root", "--sample", "--apt-helper", "--help"}) {
     EXPECT_THAT(usageText(), testing::HasSubstr(std::string("\n  ") + option));
   }
 }

@@ -50,7 +50,8 @@ const char* const kFigures =
     "Z .*\n"
     "z .*\n"
     "\n"
-    "Each file was loaded into a new model that is equal to the one saved and saves as the same bytes.\n";
+    "Each file was loaded into a new model that is equal to the one saved and saves as the same bytes.\n"
+    ".*";  // the tour: TourTest.cpp
 
 TEST_F(Program, SavesLoadsAndComparesTheSample) {
   EXPECT_THAT(run({"--sample", "--out", out()}),
@@ -64,14 +65,14 @@ TEST_F(Program, SavesLoadsAndComparesTheSampleWithFilesAndArchive) {
                                     std::string(kFigures)));
 }
 
-TEST_F(Program, LeavesThreeFilesThatHoldTheModel) {
+TEST_F(Program, LeavesFilesThatHoldTheModelAndFilesThatShowIt) {
   run({"--sample", "--files", "--archive", "--apt-helper", helper(), "--out", out()});
   const auto expected = buildModel(readSample());
   for (const char* letter : {"B", "Z", "z"}) {
     const auto difference = tarn::kern::firstDifference(expected, loadModel(out() + "/debian." + letter));
     EXPECT_FALSE(difference) << letter << ": " << difference->text();
   }
-  EXPECT_EQ(std::distance(fs::directory_iterator(out()), fs::directory_iterator()), 3);
+  for (const char* name : {"debian.txt", "debian.html"}) EXPECT_GT(fs::file_size(out() + "/" + name), 10000) << name;
 }
 
 TEST_F(Program, ReadsAnotherRoot) {
@@ -88,7 +89,7 @@ TEST_F(Program, ReadsThisMachinesPackagesOrSaysThatItCannot) {
   EXPECT_THAT(printed,
               StartsWith(hasDatabase ? "/var/lib/dpkg/status: "
                                      : "note: this machine has no /var/lib/dpkg/status, so the sample is used"));
-  EXPECT_THAT(printed, EndsWith("saves as the same bytes.\n"));
+  EXPECT_THAT(printed, HasSubstr("saves as the same bytes.\n"));
 }
 
 TEST_F(Program, FailsWithTheFileThatIsWrong) {
