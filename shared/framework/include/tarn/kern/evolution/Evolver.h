@@ -12,9 +12,9 @@ namespace tarn::kern::evolution {
 
 using bedrock::i18n::ustring;
 
-/// Content that cannot be brought to the current version of its package family: it is of a version newer than ours, no step
-/// covers it, or a step does not work on it. The text names family, versions, type and property, the element, where it
-/// stands in its source as far as the source has lines, and what would help.
+/// Content that cannot be brought to the current version of its package family: it is of a version newer than ours, no
+/// step covers it, or a step does not work on it. The text names family, versions, type and property, the element,
+/// where it stands in its source as far as the source has lines, and what would help.
 class TARN_EXPORT EvolutionError : public KernelError {
  public:
   explicit EvolutionError(const std::string& text, io::RawPosition position = {});
@@ -44,9 +44,9 @@ class TARN_EXPORT EvolutionError : public KernelError {
 /// independently.
 class TARN_EXPORT Evolver {
  public:
-  /// URIs of packages that nobody registered, nor any other version of their family, are passed over: what is unknown is
-  /// for the reader to tell. @throws EvolutionError when a URI names a version newer than the registered one, a version
-  /// that lies inside a declared step, or when two URIs name different versions of one family.
+  /// URIs of packages that nobody registered, nor any other version of their family, are passed over: what is unknown
+  /// is for the reader to tell. @throws EvolutionError when a URI names a version newer than the registered one, a
+  /// version that lies inside a declared step, or when two URIs name different versions of one family.
   explicit Evolver(const std::vector<ustring>& packageUris);
   Evolver(Evolver&&) noexcept;
   Evolver& operator=(Evolver&&) noexcept;
@@ -55,8 +55,8 @@ class TARN_EXPORT Evolver {
   /// True when a package of the document is older than the current version of its family.
   [[nodiscard]] bool isNeeded() const noexcept;
 
-  /// Brings the element and everything inside it up to date, its references and their type names too. Type names that the
-  /// source left out are filled in where the older version tells them. Does nothing when no evolution is needed.
+  /// Brings the element and everything inside it up to date, its references and their type names too. Type names that
+  /// the source left out are filled in where the older version tells them. Does nothing when no evolution is needed.
   /// @return false when the class of the root was removed without a successor: there is nothing to load then.
   /// @throws EvolutionError; the root is in an intermediate state then, and of no use.
   [[nodiscard]] bool evolve(io::RawElement& root) const;

@@ -5,8 +5,10 @@
 
 #include <tarn/kern/meta/MetaRegistry.h>
 
+#include "../evolution/EvolutionRegistry.h"
 #include "MetaFactory.h"
 #include "RegistryState.h"
+#include "VersionOrder.h"
 
 namespace tarn::kern::meta {
 namespace internal {
@@ -35,7 +37,9 @@ int compareParts(std::u16string_view a, std::u16string_view b) noexcept {
   return a.compare(b);
 }
 
-bool isNewer(const ustring& version, const ustring& than) noexcept {
+}  // namespace
+
+bool isNewerVersion(const ustring& version, const ustring& than) noexcept {
   std::u16string_view a = version;
   std::u16string_view b = than;
   while (!a.empty() && !b.empty()) {
@@ -46,14 +50,12 @@ bool isNewer(const ustring& version, const ustring& than) noexcept {
   return version > than;  // "1.0" and "1.00": any order, but always the same
 }
 
-}  // namespace
-
 void RegisteredNames::add(const Package& package) {
   byUri.emplace(package->getUri(), package);
   if (!package->getOwningPackage()) topLevel.push_back(package);
   Package& current = currentByFamily[familyKeyOf(package)];
   if (current) {
-    if (!isNewer(package->getVersion(), current->getVersion())) return;
+    if (!isNewerVersion(package->getVersion(), current->getVersion())) return;
     for (const Type& type : current->getTypesInOrder()) types.erase(type->getQualifiedName());
   }
   current = package;
@@ -126,6 +128,7 @@ std::vector<Package> MetaRegistry::getPackages() const {
 void MetaRegistry::reset() {
   const std::lock_guard registration(fState->registration);
   internal::RegisteredNames names = internal::MetaFactory::kernelNames(fState->kernel);
+  evolution::internal::EvolutionRegistry::instance().reset();
   const std::unique_lock lock(fState->mutex);
   std::swap(fState->names, names);
 }
