@@ -1,9 +1,11 @@
 #include <concepts>
 #include <cstdint>
+#include <locale>
 #include <ostream>
 #include <type_traits>
 
 #include <boost/date_time/posix_time/posix_time_io.hpp>
+#include <boost/date_time/posix_time/time_formatters.hpp>
 #include <boost/uuid/uuid_io.hpp>
 
 #include <bedrock/deep_call.h>
@@ -79,6 +81,17 @@ void showData(const Value& value, const Show& show) {
 
 // --- In the tree.
 
+/// What streaming the time gives. To do so adds a facet to the stream's locale, which is not ours to change, and which
+/// a file that has failed answers with an exception later on; it is slow besides. So that is left to streams whose
+/// locale may give months other names, or times another form.
+void putTime(std::ostream& os, const boost::posix_time::ptime& time) {
+  if (os.getloc() == std::locale::classic()) {
+    os << boost::posix_time::to_simple_string(time);
+  } else {
+    os << time;
+  }
+}
+
 /// As a reader of source text expects them. Quotes within a text stay as they are.
 class TreeForm {
  public:
@@ -94,6 +107,7 @@ class TreeForm {
     fOs << (quoted += '"');
   }
   void show(const meta::EnumLiteral& literal) const { fOs << detail::nameOf(literal); }
+  void show(const boost::posix_time::ptime& time) const { putTime(fOs, time); }
   template <class T>
   void show(const T& value) const {
     fOs << value;
