@@ -1,6 +1,7 @@
 #include "ModelCore.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <unordered_set>
 #include <utility>
@@ -129,7 +130,7 @@ ElementRecord* ModelCore::create(const meta::Class& type, const boost::uuids::uu
   ChangeScope scope(*this);
   if (fTable.size() == fTable.capacity()) fTable.reserve(fTable.size() * 2 + 16);
   if (fTop.size() == fTop.capacity()) fTop.reserve(fTop.size() * 2 + 16);
-  fUuids.reserveOne();
+  fUuids.reserveOne([&](std::uint32_t at) { return fTable[at] != nullptr; });
   if (fBackReferences != nullptr) fBackReferences->heads.resize(fTable.size() + 1, 0);
 
   const Layout& layout = type->layout();
@@ -160,7 +161,7 @@ ElementRecord* ModelCore::create(const meta::Class& type, const boost::uuids::uu
 ElementRecord* ModelCore::find(const boost::uuids::uuid& uuid) const noexcept {
   const std::int64_t place = fUuids.find(uuid, [&](std::uint32_t at) {
     const ElementRecord* record = fTable[at];
-    return record->isLive() && record->getUuid() == uuid;
+    return record != nullptr && record->isLive() && record->getUuid() == uuid;
   });
   return place < 0 ? nullptr : fTable[static_cast<std::size_t>(place)];
 }
@@ -1024,6 +1025,7 @@ void ModelCore::clearPlainReferences(ElementRecord& referrer, ElementRecord& tar
 // --- Back references.
 
 void ModelCore::noteReference(const ElementRecord& referrer, const ElementRecord* target) noexcept {
+  fMayHaveReferences = true;
   if (fBackReferences == nullptr) return;
   try {
     BackReferences& refs = *fBackReferences;
@@ -1036,12 +1038,48 @@ void ModelCore::noteReference(const ElementRecord& referrer, const ElementRecord
   }
 }
 
+namespace {
+
+/// Passes references on a few at a time, so that their targets, which lie anywhere in memory, are on their way to the
+/// cache while others are dealt with.
+template <class Take>
+class ReferenceQueue {
+ public:
+  explicit ReferenceQueue(Take take) : fTake(std::move(take)) {}
+  void add(const ElementRecord& referrer, const ElementRecord* target) {
+    if (target == nullptr) return;
+    __builtin_prefetch(&target->index);
+    fPending[fCount++] = {&referrer, target};
+    if (fCount == kAtOnce) flush();
+  }
+  void flush() {
+    for (std::size_t i = 0; i < fCount; ++i) fTake(*fPending[i].first, fPending[i].second);
+    fCount = 0;
+  }
+
+ private:
+  static constexpr std::size_t kAtOnce = 32;
+  std::array<std::pair<const ElementRecord*, const ElementRecord*>, kAtOnce> fPending;
+  std::size_t fCount = 0;
+  Take fTake;
+};
+
+}  // namespace
+
 void ModelCore::needBackReferences() {
   if (fBackReferences != nullptr) return;
   auto made = std::make_unique<BackReferences>();
   made->heads.resize(fTable.size(), 0);
-  made->nodes.reserve(fTable.size());
+  if (fMayHaveReferences) made->nodes.reserve(fTable.size());
   fBackReferences = std::move(made);
+  if (fMayHaveReferences) noteAllReferences();
+  if (fBackReferences == nullptr) throw std::bad_alloc();
+  fBackReferences->madeWith = fBackReferences->nodes.size();
+}
+
+void ModelCore::noteAllReferences() noexcept {
+  ReferenceQueue references(
+      [this](const ElementRecord& referrer, const ElementRecord* target) { noteReference(referrer, target); });
   // Destroyed elements that may come back count too: their references come back with them.
   for (ElementRecord* record : fTable) {
     if (record == nullptr) continue;
@@ -1049,17 +1087,14 @@ void ModelCore::needBackReferences() {
     for (const std::uint16_t index : layout.plainReferences) {
       const SlotInfo& slot = layout.slots[index];
       if (slot.shape == SlotShape::Reference) {
-        if (record->reference(slot) != nullptr) noteReference(*record, record->reference(slot));
+        references.add(*record, record->reference(slot));
         continue;
       }
       const ElementList& list = record->list(slot);
-      for (std::uint32_t i = 0; i < list.physicalSize(); ++i) {
-        if (const ElementRecord* member = memberAt(list, i)) noteReference(*record, member);
-      }
+      for (std::uint32_t i = 0; i < list.physicalSize(); ++i) references.add(*record, memberAt(list, i));
     }
-    if (fBackReferences == nullptr) throw std::bad_alloc();
   }
-  fBackReferences->madeWith = fBackReferences->nodes.size();
+  references.flush();
 }
 
 template <class Visit>
@@ -1267,7 +1302,7 @@ void ModelCore::discardKilled(std::vector<JournalEntry>& entries) noexcept {
     entry.payload.reset();
     if (!isKill(entry) || entry.element->isLive()) continue;
     ElementRecord& record = *entry.element;
-    fUuids.erase(record.getUuid(), record.index);
+    fUuids.forget();
     fTable[record.index] = nullptr;
     ++fFreed;
     beginRetirement(record);
@@ -1330,7 +1365,7 @@ void ModelCore::packTable() noexcept {
     if (record != nullptr) record->index = next++;
   }
   const auto newPlace = [&](std::uint32_t old) { return fTable[old]->index; };
-  fUuids.renumber(newPlace);
+  fUuids.renumber([&](std::uint32_t old) { return fTable[old] != nullptr; }, newPlace);
   for (std::uint32_t& place : fTop) place = newPlace(place);
   std::erase(fTable, nullptr);
   fFreed = 0;

@@ -183,6 +183,7 @@ class ModelCore {
   // Back references.
   void noteReference(const ElementRecord& referrer, const ElementRecord* target) noexcept;
   void needBackReferences();
+  void noteAllReferences() noexcept;
   template <class Visit>
   void forEachReferrer(const ElementRecord& target, Visit visit);
 
@@ -222,6 +223,7 @@ class ModelCore {
   std::vector<std::uint32_t> fTop;  // places in the table; an entry stands where the record's topPosition points back
   std::size_t fTopCount = 0;
   std::unique_ptr<BackReferences> fBackReferences;
+  bool fMayHaveReferences = false;  // a plain reference was ever set
   std::unordered_map<const void*, std::unordered_multimap<std::size_t, std::size_t>> fUniqueValues;
 
   std::vector<JournalEntry> fJournal;

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include <boost/uuid/uuid.hpp>
@@ -40,14 +43,12 @@ class UuidIndex {
     return -1;
   }
 
-  /// Room for one more. Throws std::bad_alloc and changes nothing then.
-  void reserveOne() {
+  /// Room for one more; `isTaken(place)` tells which entries are still good. Throws std::bad_alloc and changes nothing
+  /// then.
+  template <class Test>
+  void reserveOne(Test isTaken) {
     if ((fUsed + 1) * 10 <= fSlots.size() * 7) return;
-    std::vector<Slot> old(fSlots.empty() ? 16 : fSlots.size() * 2);
-    old.swap(fSlots);
-    for (const Slot& slot : old) {
-      if (slot.placePlusOne != 0) place(slot);
-    }
+    makeAnew((fUsed - fForgotten + 1) * 2, isTaken);
   }
   /// @pre reserveOne()
   void insert(const boost::uuids::uuid& uuid, std::uint32_t at) noexcept {
@@ -62,21 +63,16 @@ class UuidIndex {
       if (fSlots[i].placePlusOne == 0) return;
       i = (i + 1) & mask;
     }
-    --fUsed;
-    std::size_t next = i;
-    for (;;) {  // shift back what was pushed on by the gone entry
-      fSlots[i].placePlusOne = 0;
-      do {
-        next = (next + 1) & mask;
-        if (fSlots[next].placePlusOne == 0) return;
-      } while (((next - (fSlots[next].hash & mask)) & mask) < ((next - i) & mask));
-      fSlots[i] = fSlots[next];
-      i = next;
-    }
+    eraseSlot(i);
   }
-  /// The places changed: old place to new one.
-  template <class Map>
-  void renumber(Map newPlace) noexcept {
+  /// As erase, without going there: the entry stays until the table is next made anew. For a place that no other element
+  /// gets before the next renumber, and for which the test of find is false from now on. Where many go at once, each
+  /// erasure would be a miss of the cache.
+  void forget() noexcept { ++fForgotten; }
+  /// The places changed: `newPlace(old place)`. What `isTaken(old place)` denies goes.
+  template <class Test, class Map>
+  void renumber(Test isTaken, Map newPlace) noexcept {
+    if (fForgotten != 0) dropForgotten(isTaken);
     for (Slot& slot : fSlots) {
       if (slot.placePlusOne != 0) slot.placePlusOne = newPlace(slot.placePlusOne - 1) + 1;
     }
@@ -84,6 +80,7 @@ class UuidIndex {
   void clear() noexcept {
     fSlots = {};
     fUsed = 0;
+    fForgotten = 0;
   }
 
  private:
@@ -97,8 +94,46 @@ class UuidIndex {
     while (fSlots[i].placePlusOne != 0) i = (i + 1) & mask;
     fSlots[i] = slot;
   }
+  template <class Test>
+  void makeAnew(std::size_t size, Test isTaken) {
+    std::vector<Slot> old(std::bit_ceil(std::max<std::size_t>(size, 16)));
+    old.swap(fSlots);
+    fUsed = 0;
+    fForgotten = 0;
+    for (const Slot& slot : old) {
+      if (slot.placePlusOne == 0 || !isTaken(slot.placePlusOne - 1)) continue;
+      place(slot);
+      ++fUsed;
+    }
+  }
+  template <class Test>
+  void dropForgotten(Test isTaken) noexcept {
+    try {
+      makeAnew((fUsed - fForgotten + 1) * 2, isTaken);
+    } catch (const std::bad_alloc&) {  // slower, and in place
+      for (std::size_t i = 0; i < fSlots.size(); ++i) {
+        while (fSlots[i].placePlusOne != 0 && !isTaken(fSlots[i].placePlusOne - 1)) eraseSlot(i);
+      }
+      fForgotten = 0;
+    }
+  }
+  void eraseSlot(std::size_t i) noexcept {
+    const std::size_t mask = fSlots.size() - 1;
+    --fUsed;
+    std::size_t next = i;
+    for (;;) {  // shift back what was pushed on by the gone entry
+      fSlots[i].placePlusOne = 0;
+      do {
+        next = (next + 1) & mask;
+        if (fSlots[next].placePlusOne == 0) return;
+      } while (((next - (fSlots[next].hash & mask)) & mask) < ((next - i) & mask));
+      fSlots[i] = fSlots[next];
+      i = next;
+    }
+  }
   std::vector<Slot> fSlots;
-  std::size_t fUsed = 0;
+  std::size_t fUsed = 0;       // forgotten ones included
+  std::size_t fForgotten = 0;  // entries that no search may end at
 };
 
 }  // namespace tarn::kern::internal
