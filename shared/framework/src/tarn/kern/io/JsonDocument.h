@@ -71,6 +71,8 @@ class JsonNode {
   [[noreturn]] void failWith(const std::string& problem) const;
 
   [[nodiscard]] std::size_t index() const noexcept { return fIndex; }
+  /// Where it begins in the text; of a string, behind its quote.
+  [[nodiscard]] inline std::size_t offset() const noexcept;
   [[nodiscard]] const JsonDocument& document() const noexcept { return *fDocument; }
   /// What follows behind this node and all in it.
   [[nodiscard]] inline JsonNode behind() const noexcept;
@@ -211,6 +213,7 @@ inline bool JsonNode::isPlainAscii() const noexcept {
 inline bool JsonNode::isVerbatim() const noexcept {
   return (fDocument->fTape[fIndex].where & JsonDocument::kEscaped) == 0;
 }
+inline std::size_t JsonNode::offset() const noexcept { return static_cast<std::size_t>(fDocument->offsetOf(fIndex)); }
 inline JsonNode JsonNode::behind() const noexcept { return {fDocument, fDocument->behind(fIndex)}; }
 inline JsonNode::Entries JsonNode::entries() const noexcept { return Entries(*this); }
 inline JsonNode::Members JsonNode::members() const noexcept { return Members(*this); }

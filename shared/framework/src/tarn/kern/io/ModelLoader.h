@@ -32,8 +32,8 @@ class ModelLoader {
 
   /// Makes the element and all it contains. `pathToRoot` is where it stands in its document, for errors.
   ModelElement load(const RawElement& root, const std::string& pathToRoot = {});
-  /// A reference that stands where a root might: it only makes sure that the element is there.
-  ModelElement load(const RawReference& root, const std::string& pathToRoot = {});
+  /// Only makes sure that the element is there, as a reference to it does; properties are not looked at.
+  ModelElement mention(const RawElement& root, const std::string& pathToRoot = {});
 
   void finish() { fElements.finish(); }
   void destroyDangling() { fElements.destroyDangling(); }

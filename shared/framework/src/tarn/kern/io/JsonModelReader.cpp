@@ -1,0 +1,294 @@
+#include "JsonModelReader.h"
+
+#include <algorithm>
+#include <concepts>
+#include <cstdint>
+#include <exception>
+#include <utility>
+#include <vector>
+
+#include <bedrock/deep_call.h>
+#include <bedrock/i18n.h>
+
+#include "../StorageDispatch.h"
+#include "JsonValues.h"
+#include "KnownNames.h"
+
+namespace tarn::kern::io {
+
+using bedrock::i18n::to_string;
+using internal::SlotShape;
+using internal::TypeTag;
+
+namespace {
+
+/// Runs a change of the model; what the kernel refuses is an error of that node.
+template <class Change>
+void at(const JsonNode& node, Change change) {
+  try {
+    change();
+  } catch (const ParseError&) {
+    throw;
+  } catch (const KernelError& error) {
+    node.failWith(error.what());
+  }
+}
+
+/// Which properties of one object have come. Most types have few, and then this costs no allocation.
+class SeenProperties {
+ public:
+  explicit SeenProperties(std::size_t count) {
+    if (count > kFew) fMany.resize(count);
+  }
+  /// False when the property had come before.
+  [[nodiscard]] bool insert(std::size_t position) {
+    if (!fMany.empty()) {
+      const bool isNew = !fMany[position];
+      fMany[position] = true;
+      return isNew;
+    }
+    const std::uint64_t bit = std::uint64_t{1} << position;
+    const bool isNew = (fFew & bit) == 0;
+    fFew |= bit;
+    return isNew;
+  }
+
+ private:
+  static constexpr std::size_t kFew = 64;
+  std::uint64_t fFew = 0;
+  std::vector<bool> fMany;
+};
+
+[[noreturn, gnu::cold]] void failRepeated(const JsonNode& key) {
+  key.failWith("the key \"" + to_string(key.text()) + "\" comes twice in one object");
+}
+
+[[noreturn, gnu::cold]] void failUnknownProperty(const JsonReadPlan& plan, const JsonNode& key) {
+  const ustring name = key.text();
+  throw ParseError(key.place(), "a property of " + to_string(plan.type->getQualifiedName()),
+                   "\"" + to_string(name) + "\"", nearestProperty(plan.type, name));
+}
+
+[[noreturn, gnu::cold]] void failUnknownClass(const JsonNode& node) {
+  const ustring name = node.text();
+  const std::string suggestion = nearestClass(name);
+  node.fail("the qualified name of a registered class",
+            suggestion.empty() ? "; register its package before reading" : suggestion);
+}
+
+}  // namespace
+
+struct JsonModelReader::Parts {
+  /// @param expected what the node should have been, for messages
+  Parts(const JsonNode& node, const char* expected, bool hasUuid) {
+    if (!node.isObject()) node.fail(expected);
+    for (const JsonMember& member : node.members()) {
+      JsonNode& place = placeOf(member.key, hasUuid);
+      if (place) failRepeated(member.key);
+      place = member.value;
+    }
+  }
+
+  JsonNode type;
+  JsonNode uuid;
+  JsonNode content;
+
+ private:
+  [[nodiscard]] JsonNode& placeOf(const JsonNode& key, bool hasUuid) {
+    if (key.says("type")) return type;
+    if (key.says("content")) return content;
+    if (hasUuid && key.says("uuid")) return uuid;
+    throw ParseError(key.place(),
+                     hasUuid ? R"("type", "uuid" or "content" as a key)" : R"("type" or "content" as a key)",
+                     "\"" + to_string(key.text()) + "\"");
+  }
+};
+
+// --- Elements.
+
+ModelElement::Impl* JsonModelReader::element(const JsonNode& node) {
+  if (node.isNull()) return nullptr;
+  const Parts parts(node, "an element or null", true);
+  if (!parts.type || !parts.type.isString())
+    (parts.type ? parts.type : node).fail("the class as a text under \"type\"");
+  const JsonReadPlan* const plan =
+      parts.type.isVerbatim() ? fPlans.ofClass(parts.type.raw()) : fPlans.ofClass(parts.type.utf8());
+  if (plan == nullptr) failUnknownClass(parts.type);
+  ModelElement::Impl* const element = mention(node, parts, *plan);
+  if (!parts.content) return element;
+  at(node, [&] { fElements.define(*element); });
+  if (parts.content.isNull()) return element;
+  bedrock::stack::callDeep([&] { contents(ElementTarget{*element}, *plan, parts.content); });
+  return element;
+}
+
+ModelElement::Impl* JsonModelReader::mention(const JsonNode& node, const Parts& parts, const JsonReadPlan& plan) {
+  if (!parts.uuid) node.fail("an element with \"uuid\"");
+  const boost::uuids::uuid uuid = json::uuid(parts.uuid);
+  if (uuid.is_nil()) parts.uuid.fail("a uuid that is not nil");
+  ModelElement::Impl* element = nullptr;
+  at(node, [&] { element = fElements.mention(plan.metaClass, uuid); });
+  return element;
+}
+
+template <class Target>
+void JsonModelReader::contents(Target target, const JsonReadPlan& plan, const JsonNode& content) {
+  if (!content.isObject()) content.fail("an object of properties or null");
+  SeenProperties seen(plan.properties.size());
+  std::size_t expected = 0;
+  for (const JsonMember& member : content.members()) {
+    const JsonReadProperty* const found =
+        member.key.isVerbatim() ? plan.find(member.key.raw(), expected) : plan.find(member.key.utf8(), expected);
+    if (found == nullptr) failUnknownProperty(plan, member.key);
+    if (!seen.insert(found->position)) failRepeated(member.key);
+    expected = found->position + 1;
+    property(target, *found, member.value);
+  }
+}
+
+template <class Target>
+void JsonModelReader::property(Target target, const JsonReadProperty& plan, const JsonNode& node) {
+  switch (plan.slot->shape) {
+    case SlotShape::Single:
+      return plan.storage() == StorageType::Map ? map(target, plan, node) : single(target, plan, node);
+    case SlotShape::Reference:
+    case SlotShape::Container:
+      return this->target(target, plan, node);
+    case SlotShape::Elements:
+      return targets(target, plan, node);
+    case SlotShape::Typed:
+    case SlotShape::Generic:
+      return values(target, plan, node);
+  }
+}
+
+// --- References and contained elements.
+
+ModelElement::Impl* JsonModelReader::fittingElement(const JsonReadProperty& plan, const JsonNode& node) {
+  ModelElement::Impl* const read = element(node);
+  if (read == nullptr || plan.takes(read->getMetaClass())) return read;
+  throw ParseError(node.place(), "an element of " + to_string(plan.targetClass->getQualifiedName()),
+                   "one of " + to_string(read->getMetaClass()->getQualifiedName()));
+}
+
+template <class Target>
+void JsonModelReader::target(Target target, const JsonReadProperty& plan, const JsonNode& node) {
+  ModelElement::Impl* const read = fittingElement(plan, node);
+  at(node, [&] {
+    if (read != nullptr) return target.setObject(plan.property, ModelElement(read));
+    target.set(plan.property, Value::createEmptyValue(plan.type(), plan.property->lower != 0));
+  });
+}
+
+template <class Target>
+void JsonModelReader::targets(Target target, const JsonReadProperty& plan, const JsonNode& node) {
+  if (!node.isArray()) node.fail("an array of elements");
+  const Value live = target.get(plan.property);
+  ListedTargets listed(live.toElementCollection());
+  for (const JsonNode& entry : node.entries()) {
+    ModelElement::Impl* const read = fittingElement(plan, entry);
+    at(entry, [&] { listed.add(read); });
+  }
+  at(node, [&] { listed.finish(); });
+}
+
+// --- Values.
+
+template <class Target>
+[[gnu::noinline]] void JsonModelReader::absent(Target target, const JsonReadProperty& plan, const JsonNode& node) {
+  at(node, [&] {
+    if (plan.readsNullAsNan) return target.setObject(plan.property, json::real(node));
+    target.set(plan.property, Value::createEmptyValue(plan.type(), plan.property->lower != 0));
+  });
+}
+
+template <class Target>
+void JsonModelReader::single(Target target, const JsonReadProperty& plan, const JsonNode& node) {
+  if (node.isNull()) return absent(target, plan, node);
+  switch (plan.storage()) {
+    case StorageType::Data:
+      return target.set(plan.property, dataValue(plan, node));
+    case StorageType::Custom:
+      return target.set(plan.property, value(plan, node));
+    case StorageType::Enum:
+      return target.setObject(plan.property, json::enumNumber(plan, node));
+    default:
+      internal::dispatchSingle(plan.storage(), [&]<class T>(TypeTag<T>) {
+        if constexpr (!std::same_as<T, Value>) target.setObject(plan.property, json::object<T>(node));
+      });
+  }
+}
+
+template <class Target>
+[[gnu::noinline]] void JsonModelReader::map(Target target, const JsonReadProperty& plan, const JsonNode& node) {
+  if (node.isNull()) return absent(target, plan, node);
+  if (!node.isObject()) node.fail("an object of texts");
+  const Value live = target.get(plan.property);
+  StringToStringMap& map = live.toStringToStringMap();
+  map.clear();
+  for (const JsonMember& member : node.members()) {
+    const ustring key = member.key.text();
+    if (map.contains(key)) failRepeated(member.key);
+    map.insert(key, json::string(member.value), CollisionResolution::Replace);
+  }
+}
+
+template <class Target>
+void JsonModelReader::values(Target target, const JsonReadProperty& plan, const JsonNode& node) {
+  if (!node.isArray()) node.fail("an array of values");
+  const Value live = target.get(plan.property);
+  PrimitiveCollection& collection = live.toPrimitiveCollection();
+  if (plan.slot->shape == SlotShape::Typed) {
+    return internal::dispatchContiguous(plan.storage(), [&]<class T>(TypeTag<T>) {
+      std::vector<T> objects;
+      for (const JsonNode& entry : node.entries()) objects.push_back(json::object<T>(entry));
+      static_cast<TypedCollection<T>&>(collection).assign(std::move(objects));
+    });
+  }
+  std::vector<Value> entries;
+  for (const JsonNode& entry : node.entries()) entries.push_back(value(plan, entry));
+  collection.assignValues(std::move(entries));
+}
+
+Value JsonModelReader::value(const JsonReadProperty& plan, const JsonNode& node) {
+  switch (plan.storage()) {
+    case StorageType::Data:
+      return dataValue(plan, node);
+    case StorageType::Enum:
+      return Value(ValueMeta(plan.type(), ValueFlags::Single), json::enumNumber(plan, node));
+    case StorageType::Custom: {
+      const std::string expected = "the text of a " + to_string(plan.type()->getQualifiedName());
+      if (!node.isString()) node.fail(expected);
+      try {
+        return narrow<meta::PrimitiveType>(plan.type())->fromText(node.text());
+      } catch (const std::exception& error) {  // of the application's own kind
+        node.fail(expected, std::string("; ") + error.what());
+      }
+    }
+    default:
+      return internal::dispatchSingle(plan.storage(), [&]<class T>(TypeTag<T>) -> Value {
+        if constexpr (std::same_as<T, Value>) {
+          std::abort();  // handled above
+        } else {
+          return Value(json::object<T>(node));
+        }
+      });
+  }
+}
+
+Value JsonModelReader::dataValue(const JsonReadProperty& plan, const JsonNode& node) {
+  return bedrock::stack::callDeep([&] { return *data(plan, node).toNonReflectiveDataTypeValue(); });
+}
+
+ReflectiveDataType JsonModelReader::data(const JsonReadProperty& plan, const JsonNode& node) {
+  const Parts parts(node, "a value of a data type", false);
+  if (parts.type && !(parts.type.isString() && parts.type.says(plan.dataTypeName))) {
+    parts.type.fail("\"" + plan.dataTypeName + "\"");
+  }
+  if (!parts.content) node.fail("a value of a data type with \"content\"");
+  ReflectiveDataType data(plan.dataType);
+  if (!parts.content.isNull()) contents(DataTarget{data}, fPlans.of(plan.dataType), parts.content);
+  return data;
+}
+
+}  // namespace tarn::kern::io
