@@ -1,7 +1,9 @@
 #include <cstdint>
+#include <fstream>
 #include <limits>
 #include <locale>
 #include <ostream>
+#include <random>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -10,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/date_time/posix_time/posix_time_io.hpp>
 #include <boost/uuid/string_generator.hpp>
 
 #include <bedrock/except.h>
@@ -268,6 +271,45 @@ TEST_F(ValuePrinting, ShowsTheSpecialTimes) {
   const Value never(boost::posix_time::ptime{boost::posix_time::not_a_date_time});
   EXPECT_EQ(inTree(typeOf(u"DateTime"), never), "not-a-date-time");
   EXPECT_EQ(inRow(typeOf(u"DateTime"), never), "not-a-date-time");
+}
+
+TEST_F(ValuePrinting, ShowsTimesAsStreamsDoAndLeavesTheStreamsLocaleAlone) {
+  using boost::posix_time::ptime;
+  std::mt19937_64 random(1);
+  std::vector<ptime> times = {ptime(boost::posix_time::pos_infin), ptime(boost::posix_time::neg_infin),
+                              ptime(boost::posix_time::min_date_time), ptime(boost::posix_time::max_date_time)};
+  for (int i = 0; i < 1000; ++i) {
+    const auto day =
+        boost::gregorian::date(1400, 1, 1) + boost::gregorian::days(static_cast<int>(random() % 3'000'000));
+    const auto microseconds = static_cast<std::int64_t>(random() % 86'400'000'000);
+    times.emplace_back(
+        day, boost::posix_time::microseconds(i % 2 == 0 ? microseconds : microseconds / 1'000'000 * 1'000'000));
+  }
+  for (const ptime& time : times) {
+    std::ostringstream expected;
+    expected << time;
+    std::ostringstream shown;
+    PrettyPrinter().emitValue(shown, typeOf(u"DateTime"), Value(time), false);
+    EXPECT_EQ(shown.str(), expected.str());
+    EXPECT_TRUE(shown.getloc() == std::locale::classic());
+  }
+}
+
+TEST_F(ValuePrinting, ShowsTimesInTheFormThatTheStreamHasForThem) {
+  std::ostringstream os;
+  os.imbue(std::locale(os.getloc(), new boost::posix_time::time_facet("%d.%m.%Y")));  // the locale deletes it
+  PrettyPrinter().emitValue(os, typeOf(u"DateTime"), Value(timeAt(u"2020-01-31T13:05:09.000000")), false);
+  EXPECT_EQ(os.str(), "31.01.2020");
+}
+
+/// To change the locale of a file stream that has failed makes every later write throw.
+TEST_F(ValuePrinting, ShowsTimesOnAFailedFileToo) {
+  std::ofstream full("/dev/full");
+  if (!full) return;  // another system
+  full << "x" << std::flush;
+  ASSERT_FALSE(full);
+  const Value time(timeAt(u"2020-01-31T13:05:09.000000"));
+  EXPECT_NO_THROW(PrettyPrinter().emitValue(full, typeOf(u"DateTime"), time, false));
 }
 
 TEST_F(ValuePrinting, PassesTheCastFailureOnWhenTheValueDoesNotFit) {
