@@ -62,8 +62,7 @@ Frame readFrame(const JsonNode& root) {
 void readCurrent(const Frame& frame, const Model& model) {
   MentionedElements elements(model);
   Transaction transaction = model->beginTransaction(false);
-  JsonModelReader reader(elements);
-  for (const JsonNode& entry : frame.entries.entries()) reader.element(entry);
+  JsonModelReader(elements).entries(frame.entries);
   elements.finish();
   transaction.commit(boost::none);
   elements.destroyDangling();

@@ -76,6 +76,8 @@ class SeenProperties {
             suggestion.empty() ? "; register its package before reading" : suggestion);
 }
 
+constexpr const char* kElement = "an element or null";
+
 }  // namespace
 
 struct JsonModelReader::Parts {
@@ -106,20 +108,46 @@ struct JsonModelReader::Parts {
 
 // --- Elements.
 
+void JsonModelReader::entries(const JsonNode& entries) {
+  std::vector<ModelElement::Impl*> roots;
+  for (const JsonNode& entry : entries.entries()) {
+    if (entry.isNull()) continue;
+    const Parts parts(entry, kElement, true);
+    roots.push_back(mention(entry, parts, planOf(entry, parts)));
+  }
+  auto root = roots.begin();
+  for (const JsonNode& entry : entries.entries()) {
+    if (entry.isNull()) continue;
+    const Parts parts(entry, kElement, true);
+    define(entry, parts, planOf(entry, parts), **root++);
+  }
+}
+
 ModelElement::Impl* JsonModelReader::element(const JsonNode& node) {
   if (node.isNull()) return nullptr;
-  const Parts parts(node, "an element or null", true);
+  const Parts parts(node, kElement, true);
+  const JsonReadPlan& plan = planOf(node, parts);
+  ModelElement::Impl* const element = mention(node, parts, plan);
+  define(node, parts, plan, *element);
+  return element;
+}
+
+const JsonReadPlan& JsonModelReader::planOf(const JsonNode& node, const Parts& parts) {
   if (!parts.type || !parts.type.isString())
     (parts.type ? parts.type : node).fail("the class as a text under \"type\"");
   const JsonReadPlan* const plan =
       parts.type.isVerbatim() ? fPlans.ofClass(parts.type.raw()) : fPlans.ofClass(parts.type.utf8());
   if (plan == nullptr) failUnknownClass(parts.type);
-  ModelElement::Impl* const element = mention(node, parts, *plan);
-  if (!parts.content) return element;
-  at(node, [&] { fElements.define(*element); });
-  if (parts.content.isNull()) return element;
-  bedrock::stack::callDeep([&] { contents(ElementTarget{*element}, *plan, parts.content); });
-  return element;
+  return *plan;
+}
+
+/// Gives the element its contents, where the node has any.
+void JsonModelReader::define(const JsonNode& node, const Parts& parts, const JsonReadPlan& plan,
+                             ModelElement::Impl& element) {
+  if (!parts.content) return;
+  at(node, [&] { fElements.define(element); });
+  if (parts.content.isNull()) return;
+  bedrock::stack::callDeep([&] { contents(ElementTarget{element}, plan, parts.content); });
 }
 
 ModelElement::Impl* JsonModelReader::mention(const JsonNode& node, const Parts& parts, const JsonReadPlan& plan) {

@@ -19,14 +19,19 @@ class JsonModelReader {
  public:
   explicit JsonModelReader(MentionedElements& elements) : fElements(elements) {}
 
-  /// An element, a reference, or null. @return nullptr for null
-  ModelElement::Impl* element(const JsonNode& node);
+  /// All roots are made before any of them gets its contents, so that they come to stand in the order of the entries,
+  /// whatever they refer to.
+  void entries(const JsonNode& entries);
 
  private:
   /// The members of an element or data value.
   struct Parts;
 
+  /// An element, a reference, or null. @return nullptr for null
+  ModelElement::Impl* element(const JsonNode& node);
+  [[nodiscard]] const JsonReadPlan& planOf(const JsonNode& node, const Parts& parts);
   [[nodiscard]] ModelElement::Impl* mention(const JsonNode& node, const Parts& parts, const JsonReadPlan& plan);
+  void define(const JsonNode& node, const Parts& parts, const JsonReadPlan& plan, ModelElement::Impl& element);
   template <class Target>
   void contents(Target target, const JsonReadPlan& plan, const JsonNode& content);
   template <class Target>

@@ -645,9 +645,9 @@ void XmiReader::checkPackages() {
   const auto isStale = [&](const ustring& uri) {
     return uri.starts_with(meta::MetaRegistry::schemaBaseUri()) && !registry.isVersionCurrentForFamily(uri);
   };
-  if (std::none_of(uris.begin(), uris.end(), isStale)) return;
-  fMentionsStale = true;
-  if (fEvolves) throw StaleContent{std::move(uris)};
+  const bool mustEvolve = fEvolves && std::any_of(uris.begin(), uris.end(), isStale);
+  if (mustEvolve) throw StaleContent{std::move(uris)};
+  fDocument.packageUris = std::move(uris);
 }
 
 meta::Package XmiReader::packageOf(std::string_view prefix) {
@@ -686,7 +686,7 @@ meta::StructuredType XmiReader::typeNamed(std::string_view qualifiedName) {
     kern::internal::NearestName nearest(utf8_to_ustring(local));
     for (const meta::Type& known : package->getTypesInOrder()) nearest.offer(known->getName());
     fail("the package \"" + to_string(package->getUri()) + "\" has no class \"" + std::string(local) + "\"" +
-         nearest.suggestion() + (fMentionsStale ? kEvolutionAdvice : ""));
+         nearest.suggestion());
   }
   fTypes.emplace(std::move(spelling), type);
   return type;
@@ -696,7 +696,7 @@ void XmiReader::failOfFeature(const TypePlan& plan, std::string_view name) const
   kern::internal::NearestName nearest(utf8_to_ustring(name));
   for (const Feature& known : plan.features()) nearest.offer(known.property->getName());
   fail("\"" + to_string(plan.type()->getQualifiedName()) + "\" has no property \"" + std::string(name) + "\"" +
-       nearest.suggestion() + (fMentionsStale ? kEvolutionAdvice : ""));
+       nearest.suggestion());
 }
 
 }  // namespace tarn::kern::io::xml

@@ -36,6 +36,7 @@ struct XmiDocument {
   std::string ownText;    ///< the text where nobody else keeps it
   std::string_view text;
   std::unique_ptr<XmlReader> reader;  ///< for places in errors
+  std::vector<ustring> packageUris;   ///< that it has declared so far
   XmiNamespaces namespaces;
   std::vector<ModelElement::Impl*> roots;
   std::unordered_map<std::string, ModelElement::Impl*> ids;   ///< by xmi:id, but those that are made from the uuid
@@ -229,12 +230,7 @@ class XmiReader final : public XmlHandler {
   // Types by the spelling of a type attribute; void with every new namespace declaration.
   std::unordered_map<std::string, meta::StructuredType> fTypes;
   std::size_t fTypesGeneration = 0;
-  bool fMentionsStale = false;  // for the advice at the end of errors
 };
-
-/// For content of an older version that does not fit while evolution is switched off.
-inline constexpr const char* kEvolutionAdvice =
-    "; the document is of an older version of the package: let the parser adapt it (setEvolveIfNeeded(true))";
 
 /// The uuid that is made from a name within a document.
 [[nodiscard]] boost::uuids::uuid uuidByName(const boost::uuids::uuid& space, std::string_view name);

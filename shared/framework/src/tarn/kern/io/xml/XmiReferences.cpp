@@ -84,7 +84,8 @@ void XmiReferences::set(const PendingReference& reference) {
         collection.assign(targets);
       }
     } else if (targets.size() > 1) {
-      fail(reference.document, reference.offset, "\"" + feature.name + "\" refers to one element, but several are named");
+      fail(reference.document, reference.offset,
+           "\"" + feature.name + "\" refers to one element, but several are named");
     } else if (!targets.empty()) {
       reference.element->set<ModelElement>(feature.property, std::move(targets.front()), access);
     }
@@ -99,8 +100,8 @@ void XmiReferences::set(const PendingReference& reference) {
   }
 }
 
-std::vector<ModelElement> XmiReferences::targetsOf(std::uint32_t document, std::string_view names,
-                                                   std::uint64_t offset, const std::string& user) {
+std::vector<ModelElement> XmiReferences::targetsOf(std::uint32_t document, std::string_view names, std::uint64_t offset,
+                                                   const std::string& user) {
   std::vector<ModelElement> targets;
   while (true) {
     const std::string_view word = nextWord(names);
@@ -108,7 +109,8 @@ std::vector<ModelElement> XmiReferences::targetsOf(std::uint32_t document, std::
     if (word == kNilWord) {
       targets.emplace_back();
     } else if (!isTypeWord(word, fContent.documents[document].namespaces)) {
-      if (std::optional<ModelElement> target = find(document, word, offset, user)) targets.push_back(std::move(*target));
+      if (std::optional<ModelElement> target = find(document, word, offset, user))
+        targets.push_back(std::move(*target));
     }
   }
 }
@@ -116,9 +118,9 @@ std::vector<ModelElement> XmiReferences::targetsOf(std::uint32_t document, std::
 std::optional<ModelElement> XmiReferences::find(std::uint32_t document, std::string_view name, std::uint64_t offset,
                                                 const std::string& user) {
   const auto warn = [&](const std::string& why) {
-    quillon::logging::internal::Logger::logger(0).debug(true)
-        << fContent.documents[document].reader->placeOf(offset).text() << ": \"" << user << "\" refers to "
-        << quotedText(name) << ", " << why << ": the reference is left out";
+    quillon::logging::internal::Logger::logger(0).debug(false)
+        << "Warning: " << fContent.documents[document].reader->placeOf(offset).text() << ": \"" << user
+        << "\" refers to " << quotedText(name) << ", " << why << ": the reference is left out\n";
   };
   if (name.starts_with(kUuidScheme)) {
     const auto uuid = readUuid(name.substr(kUuidScheme.size()));
@@ -256,7 +258,8 @@ ModelElement::Impl* XmiReferences::stepByKeys(const std::vector<ModelElement::Im
     const char quote = conditions[equals + 1];
     const std::size_t close = conditions.find(quote, equals + 2);
     if (close == std::string_view::npos) return nullptr;
-    wanted.emplace_back(conditions.substr(0, equals), percentDecoded(conditions.substr(equals + 2, close - equals - 2)));
+    wanted.emplace_back(conditions.substr(0, equals),
+                        percentDecoded(conditions.substr(equals + 2, close - equals - 2)));
     conditions.remove_prefix(close + 1);
     if (conditions.starts_with(',')) conditions.remove_prefix(1);
   }

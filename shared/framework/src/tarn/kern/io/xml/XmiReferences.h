@@ -13,12 +13,14 @@
 
 namespace tarn::kern::io::xml {
 
-/// Finds elements by what documents call them: an xmi:id, the value of an id property, `urn:uuid:...`, or a path such as
-/// `//@rooms.1/@door`, `/1/@door`, `//Name/feature`, `//@rooms[number='12']`; with a document's name in front of "#" for
-/// elements of other documents.
+/// Finds elements by what documents call them: an xmi:id, the value of an id property, `urn:uuid:...`, or a path such
+/// as
+/// `//@rooms.1/@door`, `/1/@door`, `//Name/feature`, `//@rooms[number='12']`; with a document's name in front of "#"
+/// for elements of other documents.
 class XmiReferences {
  public:
-  /// Gives the number of the document that `uri` names, as seen from the document `from`; none when it is not to be found.
+  /// Gives the number of the document that `uri` names, as seen from the document `from`; none when it is not to be
+  /// found.
   using DocumentFinder = std::function<std::optional<std::uint32_t>(std::uint32_t from, std::string_view uri)>;
 
   XmiReferences(XmiContent& content, DocumentFinder findDocument);
