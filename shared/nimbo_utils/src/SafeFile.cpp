@@ -46,7 +46,10 @@ std::string withoutLinks(const std::string& path) {
   for (int links = 0; links <= kMostLinks; ++links) {
     std::array<char, 4097> target{};
     const ssize_t length = ::readlink(place.c_str(), target.data(), target.size());
-    if (length < 0) return place;  // no link, or nothing there
+    if (length < 0) {
+      if (errno == EINVAL || errno == ENOENT) return place;  // no link, or nothing there
+      fail(path, errno, "following its links", kAsItWas);    // perhaps a link, which must not be replaced
+    }
     if (static_cast<std::size_t>(length) == target.size()) fail(path, ENAMETOOLONG, "following its links", kAsItWas);
     const std::string next(target.data(), static_cast<std::size_t>(length));
     place = next.front() == '/' ? next : folderOf(place) + "/" + next;
