@@ -278,6 +278,18 @@ TEST(SafeFile, WritesThroughToAPipe) {
   EXPECT_TRUE(fs::is_fifo(folder / "pipe"));
 }
 
+TEST(SafeFile, WritesThroughToAPipeThatHasNoNameOfItsOwn) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  const std::string descriptor = "/dev/fd/" + std::to_string(ends[1]);
+  save(std::u16string(descriptor.begin(), descriptor.end()), "content");
+  char received[16] = {};
+  EXPECT_EQ(::read(ends[0], received, sizeof received), 7);
+  EXPECT_STREQ(received, "content");
+  ::close(ends[0]);
+  ::close(ends[1]);
+}
+
 TEST(SafeFile, RefusesFoldersAndMissingFolders) {
   const TemporaryFolder folder;
   fs::create_directory(folder / "inner");

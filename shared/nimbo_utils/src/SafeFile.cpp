@@ -39,8 +39,11 @@ std::string folderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-/// The path with its last part's symbolic links followed, whether or not there is something at their end.
+/// The path with its last part's symbolic links followed, whether or not there is something at their end. A path that
+/// leads to something else than a file stays: /dev/stdout leads to a pipe that has no other name.
 std::string withoutLinks(const std::string& path) {
+  struct stat there {};
+  if (::stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode)) return path;
   constexpr int kMostLinks = 40;  // as many as the system follows
   std::string place = path;
   for (int links = 0; links <= kMostLinks; ++links) {
