@@ -24,6 +24,7 @@
 #include "BinParserTables.h"
 #include "MemoryStreamBuf.h"
 #include "PackageUris.h"
+#include "PendingReferences.h"
 #include "StoredTypes.h"
 #include "StreamDump.h"
 #include "StreamWindow.h"
@@ -145,7 +146,7 @@ struct DataTarget {
 class PayloadReader {
  public:
   PayloadReader(const kern::Model& model, BinParserTables& tables, StreamIArchive& archive)
-      : fModel(model), fTables(tables), fIn(archive) {}
+      : fModel(model), fTables(tables), fIn(archive), fPending(tables.elements) {}
 
   void parseRoots();
 
@@ -157,7 +158,8 @@ class PayloadReader {
   meta::EnumLiteral parseMetaEnumLiteral(const meta::Enum& owner);
 
   ModelElement parseModelElement(SerializationTag t);
-  ParsedElement& parseElementReference(std::int64_t id);
+  IdTable<ParsedElement>::Index parseElementReference(std::int64_t id);
+  ModelElement parseElementContents(ParsedElement& entry);
   ParsedElement parseNewElement();
 
   template <class Target>
@@ -166,6 +168,8 @@ class PayloadReader {
   void parseProperty(Target target, const ParsedProperty& property);
   template <class Target>
   void parseSingleElement(Target target, const ParsedProperty& property, SerializationTag t);
+  void parsePlainTarget(ElementTarget target, const ParsedProperty& property);
+  void parsePlainMember(ElementTarget target, const ParsedProperty& property);
   template <class Target>
   void parseMap(Target target, const meta::Property& property);
   template <class Target>
@@ -196,6 +200,7 @@ class PayloadReader {
   const kern::Model& fModel;
   BinParserTables& fTables;
   StreamWindow fIn;
+  PendingReferences fPending;
 };
 
 /// Runs `body` for each of `count` items. The count is what the stream claims: once a read has come short there is
@@ -212,6 +217,7 @@ void PayloadReader::repeat(std::uint64_t count, Body body) {
 
 void PayloadReader::parseRoots() {
   for (SerializationTag tag = parseTag(); tag != SerializationTag::NONE; tag = parseTag()) parseModelElement(tag);
+  fPending.flush();
 }
 
 // --- References to the meta-model.
@@ -272,21 +278,32 @@ ModelElement PayloadReader::parseModelElement(SerializationTag t) {
   NIMBO_PARSE_ASSERT(t == SerializationTag::MODEL_ELEMENT);
   const auto id = fIn.read<std::int64_t>();
   if (id == 0) return nullptr;
-  ParsedElement& entry = parseElementReference(id);
+  ParsedElement& entry = *fTables.elements.find(parseElementReference(id));
+  if (fIn.get() != 'T') return entry.element;
+  return parseElementContents(entry);
+}
+
+ModelElement PayloadReader::parseElementContents(ParsedElement& entry) {
   ModelElement element = entry.element;
-  if (fIn.get() != 'T') return element;
   if (entry.defined) failContentsTwice(*element);
   entry.defined = true;  // before the contents: they may mention the element, but not bring it again
   bedrock::stack::callDeep([&] { parseContents(ElementTarget{*element}, element->getMetaClass()); });
   return element;
 }
 
-/// The entry of the element that is mentioned; valid until the next mention.
-[[gnu::noinline]] ParsedElement& PayloadReader::parseElementReference(std::int64_t id) {
-  if (id > 0) return fTables.elements.store(fTables.elements.indexOfNew(id), parseNewElement());
-  ParsedElement* const entry = fTables.elements.find(fTables.elements.indexOfKnown(id));
+/// Where the element that is mentioned stands in the table.
+[[gnu::noinline]] IdTable<ParsedElement>::Index PayloadReader::parseElementReference(std::int64_t id) {
+  IdTable<ParsedElement>& elements = fTables.elements;
+  if (id > 0) {
+    const auto index = elements.indexOfNew(id);
+    if (index < elements.size()) fPending.flush();  // what was read so far means the former element
+    elements.store(index, parseNewElement());
+    return index;
+  }
+  const auto index = elements.indexOfKnown(id);
+  const ParsedElement* const entry = elements.find(index);
   NIMBO_PARSE_ASSERT(entry != nullptr);
-  return *entry;
+  return index;
 }
 
 /// The element is made at its first mention, so that whatever refers to it gets the real one and nothing is left to be
@@ -316,6 +333,9 @@ void PayloadReader::parseProperty(Target target, const ParsedProperty& property)
     case SerializationTag::COLLECTION:
       return parseCollection(target, property);
     case SerializationTag::MODEL_ELEMENT:
+      if constexpr (std::is_same_v<Target, ElementTarget>) {
+        if (property.isPlainReference && !property.isCollection) return parsePlainTarget(target, property);
+      }
       return parseSingleElement(target, property, t);
     case SerializationTag::STRINGTOSTRINGMAP:
       return parseMap(target, property.property);
@@ -333,6 +353,28 @@ template <class Target>
 template <class Target>
 void PayloadReader::parseSingleElement(Target target, const ParsedProperty& property, SerializationTag t) {
   setElement(target, property, parseModelElement(t));
+}
+
+/// The target of a single-valued plain reference. It is set later, unless it brings its contents along.
+[[gnu::noinline]] void PayloadReader::parsePlainTarget(ElementTarget target, const ParsedProperty& property) {
+  const auto id = fIn.read<std::int64_t>();
+  if (id == 0) return fPending.set(target.element, property, PendingReferences::kNull);
+  const auto index = parseElementReference(id);
+  if (fIn.get() != 'T') return fPending.set(target.element, property, index);
+  ModelElement element = parseElementContents(*fTables.elements.find(index));
+  fPending.flush();
+  setElement(target, property, std::move(element));
+}
+
+/// A member of a collection of plain references, likewise.
+[[gnu::noinline]] void PayloadReader::parsePlainMember(ElementTarget target, const ParsedProperty& property) {
+  const auto id = fIn.read<std::int64_t>();
+  if (id == 0) return fPending.append(target.element, property, PendingReferences::kNull);
+  const auto index = parseElementReference(id);
+  if (fIn.get() != 'T') return fPending.append(target.element, property, index);
+  const ModelElement element = parseElementContents(*fTables.elements.find(index));
+  fPending.flush();
+  target.get(property.property).toElementCollection().addElement(element);
 }
 
 /// The entries go into the map that is there.
@@ -356,6 +398,7 @@ template <class Target>
     target.template setObject<T>(property.property, parseObject<T>());
   };
   if (t == property.typeTag && detail::visitStoredType(t, setObject)) return;
+  if (property.isPlainReference) fPending.flush();  // it may have been set before
   target.set(property.property, parseValue(property, t, property.isOptional));
 }
 
@@ -365,6 +408,11 @@ template <class Target>
 void PayloadReader::parseCollection(Target target, const ParsedProperty& property) {
   const SerializationTag entryTag = parseTag();
   const auto count = fIn.read<std::uint64_t>();
+  if constexpr (std::is_same_v<Target, ElementTarget>) {
+    if (entryTag == SerializationTag::MODEL_ELEMENT && property.isPlainReference && property.isCollection && count > 0) {
+      return repeat(count, [&] { parsePlainMember(target, property); });
+    }
+  }
   const Value value = target.get(property.property);
   if (entryTag == SerializationTag::MODEL_ELEMENT) return addElements(value.toElementCollection(), count);
   kern::PrimitiveCollection& collection = value.toPrimitiveCollection();
@@ -485,6 +533,7 @@ Value PayloadReader::checkedValue(T object, const ParsedProperty& property, Seri
   NIMBO_PARSE_ASSERT(parsedMetaType == metaType);
   const CustomBinSerializerBase* const pCustomBinSerializer = CustomBinSerializerBase::getCustomBinSerializer(metaType);
   NIMBO_PARSE_ASSERT(pCustomBinSerializer != nullptr);
+  fPending.flush();  // the application may look at the model
   return fIn.lend([&](StreamIArchive& archive) { return pCustomBinSerializer->parse(archive); });
 }
 
@@ -574,7 +623,7 @@ std::string storedText(StreamIArchive& archive, char letter) {
                               " absent entries: together with those before it that is more than any writer's");
   }
   throw std::length_error("a text of announced length " + std::to_string(failure.count) +
-                          " is longer than the stream: the data is damaged");
+                          " is longer than memory or the stream can hold: the data is damaged");
 }
 
 std::string dumpRoots(StreamIArchive& archive, const std::vector<ustring>& packageUris) {

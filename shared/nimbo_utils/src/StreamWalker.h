@@ -502,13 +502,14 @@ template <class Sink>
 template <class Char>
 [[gnu::noinline]] void StreamWalker<Sink>::readTextStepwise(std::basic_string<Char>& text, const char* expected) {
   constexpr std::uint64_t kStep = 64 * 1024 / sizeof(Char);
+  constexpr Char kBlank = 0x20;
   const std::uint64_t start = position();
   const auto count = read<std::uint64_t>(expected);
   text.clear();
   while (text.size() < count) {
     const std::size_t done = text.size();
     const auto step = static_cast<std::size_t>(std::min(count - done, kStep));
-    text.resize(done + step);
+    text.resize(done + step, kBlank);
     const std::size_t came = fIn.readBytes(text.data() + done, step * sizeof(Char));
     if (came == step * sizeof(Char)) continue;
     if constexpr (Sink::kIsStrict) failCut(start, expected);
@@ -516,8 +517,8 @@ template <class Char>
       fSink.fail(
           StreamFault{.kind = StreamFault::Kind::TooLong, .offset = start, .expected = expected, .count = count});
     }
-    text.resize(done + came / sizeof(Char));
-    text.push_back(Char{0x20});
+    text.resize(done + (came + sizeof(Char) - 1) / sizeof(Char));
+    if (text.size() < count) text.push_back(kBlank);
     return;
   }
 }
