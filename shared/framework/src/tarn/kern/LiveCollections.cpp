@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <array>
+#include <span>
 #include <unordered_set>
 
 #include <tarn/kern/Collections.h>
@@ -547,9 +549,15 @@ class LiveElements final : public ElementCollection {
   }
   void assign(const Handles& elements) override {
     checkWritable();
+    const SlotInfo& info = slot();
+    if (std::array<ElementRecord*, kFew> members; elements.size() <= kFew) {  // as most are
+      std::size_t count = 0;
+      for (const ModelElement& element : elements) members[count++] = checkedMember(info, element);
+      return assignRecords(std::span(members).first(count));
+    }
     std::vector<ElementRecord*> members;
     members.reserve(elements.size());
-    for (const ModelElement& element : elements) members.push_back(checkedMember(element));
+    for (const ModelElement& element : elements) members.push_back(checkedMember(info, element));
     assignRecords(members);
   }
   [[nodiscard]] Handles findByQualifier(const Value& key) const override { return membersWithQualifier(*this, key); }
@@ -566,8 +574,10 @@ class LiveElements final : public ElementCollection {
   [[nodiscard]] bool isUnique() const noexcept {
     return slot().property->isUnique || slot().isComposite || slot().isPaired;
   }
-  [[nodiscard]] ElementRecord* checkedMember(const ModelElement& element) const {
-    checkConforms(slot(), element);
+  static constexpr std::size_t kFew = 16;
+
+  [[nodiscard]] static ElementRecord* checkedMember(const SlotInfo& info, const ModelElement& element) {
+    checkConforms(info, element);
     ElementRecord* member = recordOf(element);
     if (element && member == nullptr) throw ContainmentError(texts::notInAModel(*element));
     return member;
@@ -578,11 +588,11 @@ class LiveElements final : public ElementCollection {
   }
 
   void insertAt(std::size_t index, const ModelElement& element) {
-    ElementRecord* member = checkedMember(element);
+    ElementRecord* member = checkedMember(slot(), element);
     if (member != nullptr && isUnique() && observedCore(record()) != nullptr && contains(element)) return;
     change({Kind::Insert, index, 1, 0}, [&] { record().core->insert(record(), slot(), index, member); });
   }
-  void assignRecords(const std::vector<ElementRecord*>& members) {
+  void assignRecords(std::span<ElementRecord* const> members) {
     change(getGiveUpDescriptor(), [&] { record().core->assign(record(), slot(), members); });
   }
   template <class Change>

@@ -836,12 +836,13 @@ void ModelCore::move(ElementRecord& element, const SlotInfo& slot, std::size_t f
 
 /// The members of a short list of plain references, where nobody could ask what it held before.
 void ModelCore::overwritePlainList(ElementRecord& element, const SlotInfo& slot,
-                                   const std::vector<ElementRecord*>& members) {
+                                   std::span<ElementRecord* const> members) {
   ElementList list;
   list.reserve(static_cast<std::uint32_t>(members.size()));
+  const bool unique = isUnique(slot);
   for (ElementRecord* member : members) {
     checkTarget(element, slot, member);
-    if (member != nullptr && isUnique(slot) && list.find(member) != ElementList::kNone) continue;
+    if (member != nullptr && unique && list.find(member) != ElementList::kNone) continue;
     list.insertAt(list.physicalSize(), member);
   }
   element.list(slot).swap(list);
@@ -850,7 +851,7 @@ void ModelCore::overwritePlainList(ElementRecord& element, const SlotInfo& slot,
   }
 }
 
-void ModelCore::assign(ElementRecord& element, const SlotInfo& slot, const std::vector<ElementRecord*>& members) {
+void ModelCore::assign(ElementRecord& element, const SlotInfo& slot, std::span<ElementRecord* const> members) {
   if (!slot.isComposite && !slot.isPaired && members.size() < ElementList::kLong && mayOverwrite(element)) {
     return overwritePlainList(element, slot, members);
   }

@@ -6,6 +6,7 @@
 #include <list>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -66,7 +67,7 @@ class ModelCore {
   bool remove(ElementRecord& element, const SlotInfo& slot, ElementRecord* member);
   void removeAt(ElementRecord& element, const SlotInfo& slot, std::size_t index);
   void move(ElementRecord& element, const SlotInfo& slot, std::size_t from, std::size_t to);
-  void assign(ElementRecord& element, const SlotInfo& slot, const std::vector<ElementRecord*>& members);
+  void assign(ElementRecord& element, const SlotInfo& slot, std::span<ElementRecord* const> members);
   void destroy(ElementRecord& element);
 
   /// Whether a collection that is declared unique holds the value. A long one keeps a hash of its entries for that.
@@ -174,7 +175,7 @@ class ModelCore {
   [[nodiscard]] const SlotInfo& oppositeSlot(const SlotInfo& slot, const ElementRecord& target) const;
   void insertChecked(ElementRecord& element, const SlotInfo& slot, std::uint32_t position, ElementRecord* member);
   void removeChecked(ElementRecord& element, const SlotInfo& slot, std::uint32_t position);
-  void overwritePlainList(ElementRecord& element, const SlotInfo& slot, const std::vector<ElementRecord*>& members);
+  void overwritePlainList(ElementRecord& element, const SlotInfo& slot, std::span<ElementRecord* const> members);
   [[nodiscard]] bool holds(ElementRecord& element, const SlotInfo& slot, ElementRecord* member) const noexcept;
   void collectContents(ElementRecord& element, std::vector<ElementRecord*>& found) const;
   void clearReferencesTo(ElementRecord& target);
