@@ -1,0 +1,62 @@
+"""The session with the workshop program in the README is what the program does.
+
+usage: readme_session_test.py README PROGRAM
+"""
+
+import pathlib
+import re
+import shlex
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROGRAM = sys.argv.pop()
+README = pathlib.Path(sys.argv.pop())
+
+
+def session(text):
+    """The commands of the session, each with the output that it shows."""
+    block = re.search(r"```\n(\$ workshop .*?)```", text, re.DOTALL)
+    if block is None:
+        raise AssertionError("the README shows no session with the workshop program")
+    steps = []
+    for line in block.group(1).splitlines(keepends=True):
+        if line.startswith("$ "):
+            steps.append((line[2:].strip(), []))
+        else:
+            steps[-1][1].append(line)
+    return [(command, "".join(output)) for command, output in steps]
+
+
+class Session(unittest.TestCase):
+    def test_runs_as_shown(self):
+        with tempfile.TemporaryDirectory(prefix="nimbo-sessiön-") as folder:
+            for command, shown in session(README.read_text(encoding="utf-8")):
+                words = shlex.split(command)
+                self.assertEqual(words[0], "workshop")
+                run = subprocess.run([PROGRAM, *words[1:]], cwd=folder, stdout=subprocess.PIPE,
+                                     stderr=subprocess.STDOUT, text=True)
+                self.assertEqual((run.stdout, run.returncode), (shown, 0), command)
+
+    def test_program_tells_its_usage(self):
+        run = subprocess.run([PROGRAM], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.assertEqual((run.returncode, run.stdout), (2, ""))
+        self.assertTrue(run.stderr.startswith("usage: workshop PLAN"), run.stderr)
+
+    def test_program_tells_what_it_cannot_do(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for words, status, text in [
+                    (["p.plan", "done", "nothing"], 1, 'workshop: there is no job "nothing"\n'),
+                    (["p.plan", "job", "x", "long"], 2, "not a number of hours: long\n"),
+                    (["missing/p.plan", "name", "x"], 1,
+                     "workshop: missing/p.plan: the file is as it was; creating a temporary file in its folder failed: "
+                     "No such file or directory\n")]:
+                run = subprocess.run([PROGRAM, *words], cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                     text=True)
+                self.assertEqual((run.returncode, run.stderr, run.stdout), (status, text, ""))
+            self.assertEqual(list(pathlib.Path(folder).iterdir()), [])
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,424 @@
+// A wrapper on a store: binding, the root in it, closing.
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bedrock/filesystem.h>
+#include <strata/SQLiteUri.h>
+#include <strata/StoreError.h>
+#include <strata_datasource/DataSource.h>
+#include <tarn/kern/ModelCompare.h>
+#include <tarn/kern/Testing.h>
+
+#include "../support/TestWrapper.h"
+#include "quillon/nimbo/SafeSave.h"
+#include "quillon/nimbo/internal/NimboModelWrapperBase.h"
+#include "support/TemporaryFolder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+namespace kern = tarn::kern;
+using kern::Model;
+using kern::ModelElement;
+using kern::ModelSpec;
+using quillon::nimbo::internal::NimboModelWrapperBase;
+using strata::StoreError;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+using testsupport::added;
+using testsupport::contentOf;
+using testsupport::nameOf;
+using testsupport::newNamed;
+using testsupport::TemporaryFolder;
+using testsupport::TestWrapper;
+using testsupport::WrapperSetup;
+using testsupport::wrappingClass;
+using testsupport::writeFile;
+
+class Store : public testing::Test {
+ protected:
+  Store() : fPath(fFolder.file(u"магазин.db")), fFile(fFolder / "магазин.db") {}
+
+  /// root { alpha, zulu: z1 { zulu: z11 }, z2; bravo; mike: m1 }, saved in the store.
+  void fill() {
+    TestWrapper wrapper;
+    wrapper.open(fPath);
+    wrapper.beginTransaction();
+    const ModelElement root = wrapper.getRoot();
+    root->set(u"name", u"root");
+    const auto make = [&](const char16_t* name) { return newNamed(wrapper.getModel(), u"Node", name); };
+    const ModelElement z1 = added(root, u"zulu", make(u"z1"));
+    root->set(u"bravo", make(u"bravo"));
+    added(root, u"mike", make(u"m1"));
+    added(z1, u"zulu", make(u"z11"));
+    added(root, u"zulu", make(u"z2"));
+    root->set(u"alpha", make(u"alpha"));
+    wrapper.commitTransaction();
+  }
+
+  /// The titles of the roots in the store.
+  std::vector<std::u16string> titles() {
+    TestWrapper wrapper;
+    wrapper.open(fPath);
+    std::vector<std::u16string> titles;
+    for (const ModelElement& element : wrapper.getModel()->getTopLevelElements()) {
+      if (element->getMetaClass()->conformsTo(wrappingClass(u"Root"))) {
+        titles.push_back(element->get<std::u16string>(u"title"));
+      }
+    }
+    return titles;
+  }
+
+  TemporaryFolder fFolder;
+  std::u16string fPath;
+  fs::path fFile;
+};
+
+// --- open.
+
+TEST_F(Store, IsMadeWithARootWhereThereIsNoFile) {
+  boost::uuids::uuid uuid{};
+  {
+    TestWrapper wrapper;
+    std::vector<std::string> seen;
+    wrapper.onSetRoot = [&] {
+      seen.emplace_back(wrapper.strataFilePath() == fPath && wrapper.getRoot() ? "root and path" : "something missing");
+    };
+    wrapper.open(fPath);
+    EXPECT_THAT(seen, ElementsAre("root and path"));
+    EXPECT_EQ(wrapper.strataFilePath(), fPath);
+    EXPECT_NE(wrapper.getModel()->getDataSource(), nullptr);
+    EXPECT_FALSE(wrapper.isInTransaction());
+    uuid = wrapper.getRoot()->getUuid();
+  }
+  TestWrapper again;
+  again.open(fPath);
+  EXPECT_EQ(again.getRoot()->getUuid(), uuid);
+  EXPECT_EQ(again.getModel()->getAllElements(kern::FindElementBehavior::Anywhere).size(), 1U) << "no second root";
+}
+
+TEST_F(Store, IsMadeOfAnEmptyFile) {
+  writeFile(fFile, "");
+  {
+    TestWrapper wrapper;
+    wrapper.open(fPath);
+    wrapper.getRoot()->set(u"title", u"made");
+    wrapper.close();
+  }
+  EXPECT_THAT(titles(), ElementsAre(u"made"));
+}
+
+TEST_F(Store, HoldsWhatWasCommitted) {
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  wrapper.beginTransaction();
+  wrapper.getRoot()->set(u"title", u"committed");
+  wrapper.commitTransaction();
+  wrapper.beginTransaction();
+  wrapper.getRoot()->set(u"title", u"rolled back");
+  wrapper.rollbackTransaction();
+  wrapper.detachModel();
+  EXPECT_THAT(titles(), ElementsAre(u"committed"));
+}
+
+TEST_F(Store, TakesTheFirstElementOfTheClassOrBelowForRoot) {
+  {
+    TestWrapper wrapper({wrappingClass(u"Node")});
+    wrapper.open(fPath);
+    wrapper.beginTransaction();
+    wrapper.getRoot()->set(u"name", u"a node");
+    added(wrapper.getRoot(), u"mike", newNamed(wrapper.getModel(), u"SpecialRoot", u"inner"));
+    wrapper.commitTransaction();
+  }
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  EXPECT_EQ(nameOf(wrapper.getRoot()), "inner") << "in a store it need not be at top level";
+}
+
+TEST_F(Store, GetsARootWhereItHoldsNone) {
+  {
+    TestWrapper wrapper({wrappingClass(u"Node")});
+    wrapper.open(fPath);
+  }
+  {
+    TestWrapper wrapper;
+    wrapper.open(fPath);
+    EXPECT_EQ(wrapper.getRoot()->getMetaClass(), wrappingClass(u"Root")) << "and no complaint";
+  }
+  EXPECT_EQ(titles().size(), 1U);
+}
+
+TEST_F(Store, IsWhatEveryUnknownFileIsTakenFor) {
+  for (const std::string& bytes :
+       {std::string("W"), std::string("WRAP"), std::string("WRAP1"), std::string("WRAP2\nB"), std::string(" {}"),
+        std::string("\n<x/>"), std::string("\xEF\xBB\xBF{}"), std::string(5'000, 'x')}) {
+    writeFile(fFile, bytes);
+    TestWrapper wrapper;
+    wrapper.attachModel(nullptr, u"an earlier path");
+    const ModelElement before = wrapper.getRoot();
+    wrapper.calls.clear();
+    EXPECT_THROW(wrapper.open(fPath), StoreError) << bytes;
+    EXPECT_EQ(contentOf(fFile), bytes) << "it is left as it was";
+    EXPECT_EQ(wrapper.strataFilePath(), u"an earlier path");
+    EXPECT_TRUE(wrapper.modelExists());
+    EXPECT_NE(wrapper.getModel(), before->getModel());
+    EXPECT_FALSE(wrapper.getRoot());
+    EXPECT_THAT(wrapper.calls, ElementsAre("reset"));
+  }
+}
+
+TEST_F(Store, RefusesFoldersAndMissingFolders) {
+  TestWrapper wrapper;
+  EXPECT_THROW(wrapper.open(fFolder.path().u16string()), StoreError);
+  EXPECT_THROW(wrapper.open(fFolder.file(u"missing/store.db")), StoreError);
+}
+
+TEST_F(Store, TakesAQuestionWithoutAnswerForAMissingFile) {
+  const std::u16string tooLong = fFolder.file(std::u16string(300, u'n'));
+  EXPECT_ANY_THROW((void)bedrock::filesystem::exists(tooLong));
+  TestWrapper wrapper;
+  EXPECT_THROW(wrapper.open(tooLong), StoreError) << "told by the store";
+}
+
+TEST_F(Store, IsHeldByOneWrapperAtATime) {
+  TestWrapper first;
+  first.open(fPath);
+  TestWrapper second;
+  EXPECT_THROW(second.open(fPath), StoreError);
+  EXPECT_TRUE(second.strataFilePath().empty());
+  first.close();
+  second.open(fPath);
+  EXPECT_TRUE(second.getRoot());
+}
+
+TEST_F(Store, KeepsThePathWhenAHookFindsTheRootWrong) {
+  TestWrapper wrapper;
+  wrapper.onSetRoot = [] { throw std::runtime_error("wrong root"); };
+  EXPECT_THROW(wrapper.open(fPath), std::runtime_error);
+  EXPECT_EQ(wrapper.strataFilePath(), fPath);
+  EXPECT_TRUE(wrapper.getRoot()) << "the one that was made for the new file";
+}
+
+TEST_F(Store, IsOpenedInsideACallersTransaction) {
+  TestWrapper wrapper;
+  wrapper.beginTransaction();
+  const Model before = wrapper.getModel();
+  wrapper.open(fPath);
+  EXPECT_TRUE(wrapper.isInTransaction());
+  EXPECT_TRUE(wrapper.getRoot());
+  wrapper.rollbackTransaction();
+  wrapper.getRoot()->set(u"title", u"written on release");
+  wrapper.close();
+  EXPECT_THAT(titles(), ElementsAre(u"written on release"));
+}
+
+// --- The path that is left over.
+
+TEST_F(Store, LeavesItsPathWhenTheWrapperIsReset) {
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  wrapper.reset();
+  EXPECT_EQ(wrapper.strataFilePath(), fPath);
+  EXPECT_FALSE(wrapper.modelExists());
+  EXPECT_TRUE(wrapper.getRoot()) << "of a new model, which no store is bound to";
+  EXPECT_EQ(wrapper.getModel()->getDataSource(), nullptr);
+  wrapper.close();
+  EXPECT_TRUE(wrapper.strataFilePath().empty());
+}
+
+TEST_F(Store, LeavesItsPathWhenAnotherFormIsReadNext) {
+  const TestWrapper source;
+  source.getRoot()->set(u"title", u"from a file");
+  source.serializeToJSONFile(fFolder.file(u"plan.json"));
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  wrapper.open(fFolder.file(u"plan.json"));
+  EXPECT_EQ(wrapper.strataFilePath(), fPath);
+  EXPECT_EQ(wrapper.getRoot()->get<std::u16string>(u"title"), u"from a file");
+  wrapper.close();
+  EXPECT_TRUE(wrapper.strataFilePath().empty());
+  EXPECT_EQ(wrapper.getRoot()->get<std::u16string>(u"title"), u"from a file");
+}
+
+TEST_F(Store, GivesTheRootOfAModelThatIsAttachedWithIt) {
+  fill();
+  const Model model = Model::create(ModelSpec());
+  strata::SQLiteUri place = strata::Uri::createSQLite();
+  place.setLocation(fFile.string());
+  using strata_datasource::DataSource;
+  DataSource::create(place, model, DataSource::ToModelSync::OnTouch, DataSource::ToDataSourceSync::Changes,
+                     DataSource::SyncTiming::OnCommit);
+  TestWrapper wrapper;
+  wrapper.attachModel(model, fPath);
+  EXPECT_EQ(nameOf(wrapper.getRoot()), "root");
+  wrapper.close();
+  EXPECT_EQ(model->getDataSource(), nullptr);
+}
+
+// --- close.
+
+TEST_F(Store, IsWalkedInFullWhenItIsClosed) {
+  fill();
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  wrapper.calls.clear();
+  wrapper.close();
+  EXPECT_THAT(wrapper.calls, ElementsAre("resolve root", "resolve bravo", "resolve m1", "resolve alpha", "resolve z1",
+                                         "resolve z2", "resolve z11"));
+  EXPECT_TRUE(wrapper.strataFilePath().empty());
+  EXPECT_EQ(wrapper.getModel()->getDataSource(), nullptr);
+}
+
+TEST_F(Store, LeavesTheWholeModelInMemoryWhenItIsClosed) {
+  fill();
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  const Model model = wrapper.getModel();
+  const ModelElement root = wrapper.getRoot();
+  wrapper.close();
+  EXPECT_EQ(wrapper.getModel(), model);
+  EXPECT_EQ(wrapper.getRoot(), root);
+  EXPECT_EQ(model->getElementCount(), 7U);
+  root->set(u"title", u"in memory only");
+  fs::remove(fFile);
+  TestWrapper copy(wrapper);
+  EXPECT_TRUE(kern::modelsEqual(copy.getModel(), model));
+}
+
+TEST_F(Store, StaysBoundWhenAHookThrowsOnClosing) {
+  fill();
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  wrapper.onResolve = [&](const ModelElement& element) {
+    if (nameOf(element) == "z1") throw std::runtime_error("no such element");
+    element->set(u"count", std::int32_t{99});
+  };
+  EXPECT_THROW(wrapper.close(), std::runtime_error);
+  EXPECT_EQ(wrapper.strataFilePath(), fPath);
+  EXPECT_NE(wrapper.getModel()->getDataSource(), nullptr);
+  EXPECT_FALSE(wrapper.isInTransaction());
+  wrapper.onResolve = nullptr;
+  wrapper.detachModel();
+  TestWrapper again;
+  again.open(fPath);
+  EXPECT_EQ(again.getRoot()->get<std::int32_t>(u"count"), 99) << "what the hooks did before was committed";
+}
+
+TEST_F(Store, StaysBoundWhenItIsAskedToFollowWhatIsNoElement) {
+  fill();
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  wrapper.onMustResolve = [](const auto& property) { return property->getName() == u"count"; };
+  EXPECT_ANY_THROW(wrapper.close());
+  EXPECT_EQ(wrapper.strataFilePath(), fPath);
+  EXPECT_NE(wrapper.getModel()->getDataSource(), nullptr);
+}
+
+TEST_F(Store, IsClosedInsideACallersTransactionThatThenEnds) {
+  fill();
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  wrapper.beginTransaction();
+  wrapper.getRoot()->set(u"title", u"pending");
+  try {
+    wrapper.close();
+    EXPECT_EQ(wrapper.getModel()->getDataSource(), nullptr);
+  } catch (const kern::KernelError&) {  // a store that is not let go within a transaction says so, and stays
+    EXPECT_EQ(wrapper.strataFilePath(), fPath);
+  }
+  EXPECT_TRUE(wrapper.isInTransaction());
+  wrapper.commitTransaction();
+  EXPECT_EQ(wrapper.getRoot()->get<std::u16string>(u"title"), u"pending");
+}
+
+// --- Letting go.
+
+TEST_F(Store, KeepsAPendingTransactionOfAWrapperThatGoes) {
+  {
+    TestWrapper wrapper;
+    wrapper.open(fPath);
+    wrapper.beginTransaction();
+    wrapper.getRoot()->set(u"title", u"committed by the destructor");
+    wrapper.onResolve = [](const ModelElement&) { FAIL() << "nothing is walked"; };
+  }
+  EXPECT_THAT(titles(), ElementsAre(u"committed by the destructor"));
+}
+
+TEST_F(Store, OutlivesAWrapperThatDestroysItsModel) {
+  WrapperSetup setup;
+  setup.destroyModelOnRelease = true;
+  {
+    TestWrapper wrapper(setup);
+    wrapper.open(fPath);
+    wrapper.beginTransaction();
+    wrapper.getRoot()->set(u"title", u"still here");
+  }
+  EXPECT_THAT(titles(), ElementsAre(u"still here"));
+  {
+    TestWrapper wrapper(setup);
+    wrapper.open(fPath);
+    wrapper.reset();
+  }
+  EXPECT_THAT(titles(), ElementsAre(u"still here"));
+}
+
+TEST_F(Store, IsLetGoByDetaching) {
+  fill();
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  wrapper.detachModel();
+  EXPECT_TRUE(wrapper.strataFilePath().empty());
+  TestWrapper other;
+  other.open(fPath);
+  EXPECT_EQ(nameOf(other.getRoot()), "root");
+}
+
+// --- Copies and exports.
+
+TEST_F(Store, IsNotSharedWithACopyOfItsWrapper) {
+  fill();
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  const TestWrapper copy(wrapper);
+  EXPECT_TRUE(copy.strataFilePath().empty());
+  EXPECT_EQ(copy.getModel()->getDataSource(), nullptr);
+  EXPECT_EQ(copy.getModel()->getElementCount(), 7U);
+  EXPECT_TRUE(kern::modelsEqual(copy.getModel(), wrapper.getModel()));
+}
+
+TEST_F(Store, IsExportedInEveryForm) {
+  fill();
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  using quillon::nimbo::SavedForm;
+  for (const SavedForm form : {SavedForm::Binary, SavedForm::JSON, SavedForm::XML}) {
+    quillon::nimbo::safeSave(wrapper, fFolder.file(u"export"), form);
+    TestWrapper reader;
+    reader.open(fFolder.file(u"export"));
+    EXPECT_EQ(reader.getModel()->getElementCount(), 7U);
+    EXPECT_TRUE(kern::modelsEqual(reader.getModel(), wrapper.getModel()));
+  }
+  EXPECT_EQ(wrapper.strataFilePath(), fPath);
+}
+
+TEST_F(Store, ShowsAFailingCommitToTheCallerAndLeavesTheTransactionPending) {
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  wrapper.beginTransaction();
+  wrapper.getRoot()->set(u"title", u"second attempt");
+  kern::testhooks::failNextCommit(wrapper.getModel(), "no room");
+  EXPECT_THROW(wrapper.commitTransaction(), kern::TransactionError);
+  EXPECT_TRUE(wrapper.isInTransaction());
+  wrapper.commitTransaction();
+  wrapper.detachModel();
+  EXPECT_THAT(titles(), ElementsAre(u"second attempt"));
+}
+
+}  // namespace
