@@ -33,6 +33,7 @@ void ElementRecord::lastHandleGone() const noexcept {
 }
 
 void ElementRecord::makeReadable() const {
+  if (state == State::Unloaded) return core->load(const_cast<ElementRecord&>(*this));  // what is read does not change
   throw DestroyedElementError(texts::destroyed(*this));
 }
 
@@ -140,6 +141,14 @@ void MapSlot::beforeChange() {
   fOwner.core->beforeMapChange(fOwner);
 }
 
+void MapSlot::fill(ustring key, ustring value) {
+  MapUndo entry(MapUndo::Kind::Entry);
+  entry.entries.emplace_back(std::move(key), std::move(value));
+  entry.entry = entry.entries.begin();
+  entry.next = fEntries.end();
+  entry.apply(*this);
+}
+
 void MapSlot::afterChange(std::unique_ptr<MapUndo> undo) noexcept {
   fOwner.core->afterMapChange(fOwner, fInfo, std::move(undo));
 }
@@ -192,13 +201,17 @@ void ModelElement::Impl::setPropertyValue(const meta::Property&, const Value&, c
 ModelElement ModelElement::Impl::container() const {
   if (fKind != Kind::Element) return {};
   const auto& record = static_cast<const ElementRecord&>(*this);
-  return record.isLive() ? ModelElement(record.container) : ModelElement();
+  if (!record.isLive()) return {};
+  record.ensureReadable();
+  return ModelElement(record.container);
 }
 
 meta::Property ModelElement::Impl::containerProperty() const {
   if (fKind != Kind::Element) return {};
   const auto& record = static_cast<const ElementRecord&>(*this);
-  if (record.container == nullptr || !record.isLive()) return {};
+  if (!record.isLive()) return {};
+  record.ensureReadable();
+  if (record.container == nullptr) return {};
   return handleOf(record.container->layout().slots[record.containerSlot]);
 }
 

@@ -89,6 +89,7 @@ class ElementRecord final : public ModelElement::Impl {
   State state = State::Live;
   bool mayHaveContents = false;  // never lowered: a container that is known to be empty cannot close a cycle
   bool isLeaving = false;        // belongs to the set that is being destroyed
+  bool isFromStore = false;      // came from the bound store: older than everything that was made since the binding
 
  private:
   void makeReadable() const;
@@ -120,6 +121,9 @@ class MapSlot final : public StringToStringMap {
   MapSlot(ElementRecord& owner, const SlotInfo& info) noexcept : fOwner(owner), fInfo(info) {}
   MapSlot(const MapSlot&) = delete;
   MapSlot& operator=(const MapSlot&) = delete;
+
+  /// Appends an entry that comes from a store, which is no change. @pre the key is not there.
+  void fill(ustring key, ustring value);
 
  protected:
   void beforeChange() override;

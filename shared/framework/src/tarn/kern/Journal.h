@@ -77,4 +77,8 @@ struct JournalEntry {
   std::unique_ptr<JournalPayload> payload;
 };
 
+[[nodiscard]] inline bool concernsLife(JournalEntry::Kind kind) noexcept {
+  return kind == JournalEntry::Kind::Killed || kind == JournalEntry::Kind::Revived;
+}
+
 }  // namespace tarn::kern::internal

@@ -33,11 +33,26 @@ void Model::Impl::lastHandleGone() const noexcept {
   delete this;
 }
 
-ModelElement Model::Impl::findElement(const boost::uuids::uuid& uuid, FindElementBehavior) const {
-  return ModelElement(fCore->find(uuid));
+ModelElement Model::Impl::findElement(const boost::uuids::uuid& uuid, FindElementBehavior behavior) const {
+  ElementRecord* found = fCore->find(uuid);
+  const bool isElsewhere = found == nullptr && fCore->store() != nullptr && behavior == FindElementBehavior::Anywhere;
+  return ModelElement(isElsewhere ? fCore->store()->find(uuid) : found);
 }
 
-std::vector<ModelElement> Model::Impl::getTopLevelElements() const { return fCore->topLevelElements(); }
+namespace {
+
+std::vector<ModelElement> handlesTo(const std::vector<ElementRecord*>& records) {
+  std::vector<ModelElement> elements;
+  elements.reserve(records.size());
+  for (ElementRecord* record : records) elements.emplace_back(record);
+  return elements;
+}
+
+}  // namespace
+
+std::vector<ModelElement> Model::Impl::getTopLevelElements() const {
+  return fCore->store() != nullptr ? handlesTo(fCore->store()->topLevel()) : fCore->topLevelElements();
+}
 
 namespace {
 
@@ -53,11 +68,14 @@ std::vector<ModelElement> liveElements(const ModelCore& core, std::size_t expect
 
 }  // namespace
 
-std::vector<ModelElement> Model::Impl::getAllElements(FindElementBehavior) const {
+std::vector<ModelElement> Model::Impl::getAllElements(FindElementBehavior behavior) const {
+  const bool askStore = fCore->store() != nullptr && behavior == FindElementBehavior::Anywhere;
+  if (askStore) return handlesTo(fCore->store()->all());
   return liveElements(*fCore, fCore->liveCount(), [](const ElementRecord&) { return true; });
 }
 
 std::vector<ModelElement> Model::Impl::getElementsOfClass(const meta::Class& type, bool withSubclasses) const {
+  if (fCore->store() != nullptr) return handlesTo(fCore->store()->ofClass(type, withSubclasses));
   // Conformance is asked once per class, not per element.
   std::unordered_set<const meta::Class::Impl*> wanted;
   std::unordered_set<const meta::Class::Impl*> others;
@@ -73,7 +91,10 @@ std::vector<ModelElement> Model::Impl::getElementsOfClass(const meta::Class& typ
   });
 }
 
-std::size_t Model::Impl::getElementCount() const noexcept { return fCore->liveCount(); }
+std::size_t Model::Impl::getElementCount() const noexcept {
+  const std::size_t elsewhere = fCore->store() == nullptr ? 0 : fCore->store()->countNotInMemory();
+  return fCore->liveCount() + elsewhere;
+}
 
 namespace {
 
@@ -135,6 +156,9 @@ std::vector<ustring> Model::Impl::getUsedPackageUris() const {
     packages.addClass(record->getMetaClass());
     last = record->getMetaClass().get();
   }
+  if (fCore->store() != nullptr) {
+    for (const meta::Class& type : fCore->store()->classesNotInMemory()) packages.addClass(type);
+  }
   return packages.uris();
 }
 
@@ -158,10 +182,15 @@ void Model::Impl::addObserver(ModelObserver* observer) { fCore->addObserver(obse
 void Model::Impl::removeObserver(ModelObserver* observer) { fCore->removeObserver(observer); }
 std::vector<std::exception_ptr> Model::Impl::takeObserverErrors() { return fCore->takeObserverErrors(); }
 
-datasource::ActiveDataSource* Model::Impl::getDataSource() const { return nullptr; }
-void Model::Impl::resetDataSource() {}
+datasource::ActiveDataSource* Model::Impl::getDataSource() const {
+  return fCore->store() == nullptr ? nullptr : &fCore->store()->dataSource();
+}
+void Model::Impl::resetDataSource() { fCore->unbind(); }
 
-void Model::Impl::destroy() { fCore->destroyContent(); }
+void Model::Impl::destroy() {
+  fCore->letStoreGo();
+  fCore->destroyContent();
+}
 
 namespace testhooks {
 

@@ -23,10 +23,6 @@ bool isChange(const JournalEntry& entry) noexcept {
   return entry.kind != JournalEntry::Kind::ListPacked && entry.kind != JournalEntry::Kind::ListUnpacked;
 }
 
-bool concernsLife(JournalEntry::Kind kind) noexcept {
-  return kind == JournalEntry::Kind::Killed || kind == JournalEntry::Kind::Revived;
-}
-
 /// What contains, and what is paired, cannot hold a member twice, whatever the definition says.
 bool isUnique(const SlotInfo& slot) noexcept {
   return slot.property->isUnique || slot.isComposite || slot.isPaired;
@@ -60,6 +56,7 @@ void ModelCore::deleteIfUnused() noexcept {
 void ModelCore::modelGone() noexcept {
   fModel = nullptr;
   fObservers.clear();
+  letStoreGo();
   destroyContent();
   removeUser();
 }
@@ -92,6 +89,7 @@ void ModelCore::freeRecord(ElementRecord* record) noexcept {
 // An element ends in two steps, the first for all that end together: values of one may hold handles to another, and must
 // be gone before it is known which records are still held.
 void ModelCore::beginRetirement(ElementRecord& record) noexcept {
+  if (fStore != nullptr) fStore->forget(record);
   record.state = ElementRecord::State::Gone;
   record.container = nullptr;
   dropHandlesWithin(record);
@@ -124,7 +122,9 @@ void ModelCore::recordReleased(ElementRecord* record) noexcept {
 
 ElementRecord* ModelCore::create(const meta::Class& type, const boost::uuids::uuid& uuid) {
   const boost::uuids::uuid identity = uuid.is_nil() ? randomUuid() : uuid;
-  if (ElementRecord* taken = find(identity)) throw InstantiationError(texts::uuidTaken(type, *taken));
+  ElementRecord* taken = find(identity);
+  if (taken == nullptr && fStore != nullptr && !uuid.is_nil()) taken = fStore->find(identity);
+  if (taken != nullptr) throw InstantiationError(texts::uuidTaken(type, *taken));
   if (fTable.size() >= ElementList::kNone - 1) throw InstantiationError(texts::modelFull());
 
   ChangeScope scope(*this);
@@ -482,7 +482,7 @@ void ModelCore::vectorSwap(ElementRecord& element, const SlotInfo& slot, std::un
 }
 
 bool ModelCore::recordsMapChange(const ElementRecord& element) const noexcept {
-  return fLevels.empty() ? fUndoLimit > 0 || !fObservers.empty() : isJournaled(element);
+  return fLevels.empty() ? fUndoLimit > 0 || !fObservers.empty() || fStore != nullptr : isJournaled(element);
 }
 
 void ModelCore::beforeMapChange(ElementRecord& element) {
@@ -527,6 +527,7 @@ void ModelCore::checkNoCycle(const ElementRecord& parent, const SlotInfo& slot, 
     for (std::size_t i = 0; i < steps; ++i) {
       if (above == nullptr) return;
       if (above == &child) throw ContainmentError(texts::containmentCycle(parent, slot, child));
+      above->ensureReadable();
       above = above->container;
     }
     if (containsFewerThan(child, steps)) break;
@@ -542,6 +543,7 @@ bool ModelCore::containsFewerThan(const ElementRecord& element, std::size_t limi
   while (!open.empty()) {
     const ElementRecord& current = *open.back();
     open.pop_back();
+    current.ensureReadable();
     if (!current.mayHaveContents) continue;
     const Layout& layout = current.layout();
     for (const std::uint16_t index : layout.composites) {
@@ -616,10 +618,13 @@ constexpr std::size_t kChangesPerLink = 8;
 }  // namespace
 
 void ModelCore::setReference(ElementRecord& element, const SlotInfo& slot, ElementRecord* target) {
+  element.ensureReadable();
   checkTarget(element, slot, target);
   ElementRecord* old = element.reference(slot);
   if (old == target) return;
   if (slot.isComposite && target != nullptr) checkNoCycle(element, slot, *target);
+  needPartners(slot, old);
+  needPartners(slot, target);
 
   ChangeScope scope(*this);
   reserveJournal(kChangesPerLink);
@@ -744,6 +749,7 @@ std::uint32_t ModelCore::physicalIndex(ElementRecord& element, const SlotInfo& s
 /// Reserves for, and makes, one member's entry; the list has room and the position is physical.
 void ModelCore::insertChecked(ElementRecord& element, const SlotInfo& slot, std::uint32_t position,
                               ElementRecord* member) {
+  needPartners(slot, member);
   element.list(slot).reserve(1);
   reserveJournal(kChangesPerLink);
   if (member == nullptr) {
@@ -772,6 +778,7 @@ void ModelCore::insertChecked(ElementRecord& element, const SlotInfo& slot, std:
 }
 
 bool ModelCore::insert(ElementRecord& element, const SlotInfo& slot, std::size_t index, ElementRecord* member) {
+  element.ensureReadable();
   checkTarget(element, slot, member);
   if (member != nullptr && isUnique(slot) && holds(element, slot, member)) return false;
   if (member != nullptr && slot.isComposite) checkNoCycle(element, slot, *member);
@@ -788,6 +795,7 @@ bool ModelCore::insert(ElementRecord& element, const SlotInfo& slot, std::size_t
 void ModelCore::removeChecked(ElementRecord& element, const SlotInfo& slot, std::uint32_t position) {
   ElementList& list = element.list(slot);
   ElementRecord* member = memberAt(list, position);
+  needPartners(slot, member);
   reserveJournal(kChangesPerLink);
   list.prepareRemoval();
   if (slot.isComposite && member != nullptr && fTop.size() == fTop.capacity()) fTop.reserve(fTop.size() * 2 + 16);
@@ -805,6 +813,7 @@ void ModelCore::removeChecked(ElementRecord& element, const SlotInfo& slot, std:
 }
 
 bool ModelCore::remove(ElementRecord& element, const SlotInfo& slot, ElementRecord* member) {
+  element.ensureReadable();
   const std::uint32_t position = element.list(slot).find(member);
   if (position == ElementList::kNone) return false;
   ChangeScope scope(*this);
@@ -904,6 +913,7 @@ void ModelCore::collectContents(ElementRecord& element, std::vector<ElementRecor
   found.push_back(&element);
   for (std::size_t next = found.size() - 1; next < found.size(); ++next) {
     ElementRecord& current = *found[next];
+    current.ensureReadable();
     if (!current.mayHaveContents) continue;
     const Layout& layout = current.layout();
     for (const std::uint16_t index : layout.composites) {
@@ -946,6 +956,7 @@ bool ModelCore::destroyAlone(ElementRecord& element) {
 }
 
 void ModelCore::destroy(ElementRecord& element) {
+  if (fStore != nullptr) loadForDestruction(element);
   needBackReferences();
   if (destroyAlone(element)) return;
   std::vector<ElementRecord*> leaving;
@@ -1131,6 +1142,7 @@ std::vector<IncomingReference> ModelCore::incomingReferences(ElementRecord& targ
       for (std::uint32_t i = 0; i < target.list(slot).physicalSize(); ++i) add(memberAt(target.list(slot), i));
     }
   }
+  if (fStore != nullptr) fStore->loadReferrers(target);
   needBackReferences();
   forEachReferrer(target, [&](ElementRecord& referrer) {
     for (const std::uint16_t index : referrer.layout().plainReferences) {
@@ -1170,7 +1182,7 @@ TransactionResult ModelCore::commit(std::uint64_t level, const boost::optional<V
   const std::size_t position = levelPosition(level);
   const Level ending = fLevels[position];
   const bool changed =
-      fTable.size() > ending.tableStart ||
+      hasCreatedSince(ending.tableStart) ||
       std::any_of(fJournal.begin() + static_cast<std::ptrdiff_t>(ending.journalStart), fJournal.end(), isChange);
   const TransactionResult result = changed ? TransactionResult::Done : TransactionResult::Nothing;
   if (position > 0) {
@@ -1197,6 +1209,10 @@ TransactionResult ModelCore::commit(std::uint64_t level, const boost::optional<V
     }
     if (fUndoLimit > 0) kept.push_back({{}, ending.tableStart, tableEnd});
   }
+  if (fStore != nullptr) {
+    const StoreHooks::Changes changes{fJournal, ending.tableStart, tableEnd, false};
+    ending.isImplicit ? fStore->note(changes) : fStore->write(changes);
+  }
   if (!changed) keepPacking(fJournal);
 
   fLevels.pop_back();
@@ -1222,13 +1238,16 @@ void ModelCore::undoLevel() noexcept {
   }
   fJournal.erase(fJournal.begin() + static_cast<std::ptrdiff_t>(ending.journalStart), fJournal.end());
   for (std::size_t i = ending.tableStart; i < fTable.size(); ++i) {
-    if (fTable[i] != nullptr) swapLife(*fTable[i], false);
+    if (fTable[i] != nullptr && !fTable[i]->isFromStore) swapLife(*fTable[i], false);
   }
   discardDead(ending.tableStart, static_cast<std::uint32_t>(fTable.size()));
-  fFreed -= fTable.size() - ending.tableStart;  // all of them are null now
-  fTable.resize(ending.tableStart);
-  if (fBackReferences != nullptr) fBackReferences->heads.resize(ending.tableStart);
-  fTop.resize(ending.topStart);
+  // All of them are null now, but for what the store brought in the meantime.
+  std::size_t end = fTable.size();
+  while (end > ending.tableStart && fTable[end - 1] == nullptr) --end;
+  fFreed -= fTable.size() - end;
+  fTable.resize(end);
+  if (fBackReferences != nullptr) fBackReferences->heads.resize(end);
+  if (fStore == nullptr) fTop.resize(ending.topStart);
   fLevels.pop_back();
   if (fLevels.empty()) tidy();
 }
@@ -1248,7 +1267,7 @@ void ModelCore::endLevelWithoutHistory() noexcept {
 TransactionResult ModelCore::rollBack(std::uint64_t level) {
   const std::size_t position = levelPosition(level);
   const Level& ending = fLevels[position];
-  const bool changed = fJournal.size() > ending.journalStart || fTable.size() > ending.tableStart;
+  const bool changed = fJournal.size() > ending.journalStart || hasCreatedSince(ending.tableStart);
   undoLevel();
   return changed ? TransactionResult::Done : TransactionResult::Nothing;
 }
@@ -1265,7 +1284,9 @@ ModelChange ModelCore::netChanges(const std::vector<JournalEntry>& entries, std:
                                   std::uint32_t tableEnd, bool backwards) const {
   ModelChange change;
   std::unordered_set<std::uint64_t> seen;
-  const auto isNew = [&](const ElementRecord* e) { return e->index >= tableStart && e->index < tableEnd; };
+  const auto isNew = [&](const ElementRecord* e) {
+    return e->index >= tableStart && e->index < tableEnd && !e->isFromStore;
+  };
   const std::size_t count = entries.size();
   for (std::size_t i = 0; i < count; ++i) {
     const JournalEntry& entry = entries[backwards ? count - 1 - i : i];
@@ -1290,7 +1311,7 @@ ModelChange ModelCore::netChanges(const std::vector<JournalEntry>& entries, std:
   }
   for (std::uint32_t i = tableStart; i < tableEnd; ++i) {
     ElementRecord* element = fTable[i];
-    if (element == nullptr) continue;
+    if (element == nullptr || element->isFromStore) continue;
     if (element->isLive()) change.created.emplace_back(element);
     if (backwards && !element->isLive()) change.destroyed.emplace_back(element);
   }
@@ -1315,13 +1336,17 @@ void ModelCore::discardKilled(std::vector<JournalEntry>& entries) noexcept {
 }
 
 void ModelCore::discardDead(std::uint32_t tableStart, std::uint32_t tableEnd) noexcept {
+  // What the store brought is nobody's creation: it goes when the change that killed it is final.
+  const auto isDead = [&](std::uint32_t i) {
+    return fTable[i] != nullptr && !fTable[i]->isLive() && !fTable[i]->isFromStore;
+  };
   for (std::uint32_t i = tableStart; i < tableEnd; ++i) {
-    if (fTable[i] == nullptr || fTable[i]->isLive()) continue;
+    if (!isDead(i)) continue;
     fUuids.erase(fTable[i]->getUuid(), i);
     beginRetirement(*fTable[i]);
   }
   for (std::uint32_t i = tableStart; i < tableEnd; ++i) {
-    if (fTable[i] == nullptr || fTable[i]->isLive()) continue;
+    if (!isDead(i)) continue;
     ElementRecord& record = *fTable[i];
     fTable[i] = nullptr;
     ++fFreed;
@@ -1339,8 +1364,10 @@ void ModelCore::tidy() noexcept {
   if (!fUndo.empty() || !fRedo.empty() || !fLevels.empty()) return;
   const bool sparseTable = fFreed > kWorthTidying && fFreed > fTable.size() / 2;
   const bool longTop = fTop.size() > kWorthTidying && fTop.size() > 2 * fTopCount;
-  if (sparseTable || longTop) packTopLevel();
-  if (sparseTable) packTable();
+  if (fStore == nullptr) {  // which keeps the numbers too
+    if (sparseTable || longTop) packTopLevel();
+    if (sparseTable) packTable();
+  }
   // Nodes of references that are no more pile up. Making all anew costs a scan, so as many must have come since the last.
   if (fBackReferences != nullptr &&
       fBackReferences->nodes.size() > 2 * fBackReferences->madeWith + fTable.size() + kWorthTidying) {
@@ -1402,13 +1429,13 @@ void ModelCore::dropRedo() noexcept {
 void ModelCore::replay(Step& step, bool forward) noexcept {
   if (forward) {
     for (std::uint32_t i = step.tableStart; i < step.tableEnd; ++i) {
-      if (fTable[i] != nullptr) swapLife(*fTable[i], true);
+      if (fTable[i] != nullptr && !fTable[i]->isFromStore) swapLife(*fTable[i], true);
     }
     for (JournalEntry& entry : step.entries) apply(entry);
   } else {
     for (std::size_t i = step.entries.size(); i-- > 0;) apply(step.entries[i]);
     for (std::uint32_t i = step.tableStart; i < step.tableEnd; ++i) {
-      if (fTable[i] != nullptr) swapLife(*fTable[i], false);
+      if (fTable[i] != nullptr && !fTable[i]->isFromStore) swapLife(*fTable[i], false);
     }
   }
 }
@@ -1416,7 +1443,7 @@ void ModelCore::replay(Step& step, bool forward) noexcept {
 void ModelCore::undo() {
   if (!fLevels.empty()) throw TransactionError(texts::transactionOpen("undo"));
   if (fUndo.empty()) throw TransactionError(texts::nothingTo("undo"));
-  replay(fUndo.back(), false);
+  replayAndWrite(fUndo.back(), false);
   fRedo.splice(fRedo.begin(), fUndo, std::prev(fUndo.end()));
   const Step& step = fRedo.front();
   if (!fObservers.empty()) tellChange(netChanges(step.entries, step.tableStart, step.tableEnd, true));
@@ -1425,7 +1452,7 @@ void ModelCore::undo() {
 void ModelCore::redo() {
   if (!fLevels.empty()) throw TransactionError(texts::transactionOpen("redo"));
   if (fRedo.empty()) throw TransactionError(texts::nothingTo("redo"));
-  replay(fRedo.front(), true);
+  replayAndWrite(fRedo.front(), true);
   fUndo.splice(fUndo.end(), fRedo, fRedo.begin());
   const Step& step = fUndo.back();
   if (!fObservers.empty()) tellChange(netChanges(step.entries, step.tableStart, step.tableEnd, false));

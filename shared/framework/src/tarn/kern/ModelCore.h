@@ -16,6 +16,7 @@
 #include "BlockPool.h"
 #include "ElementRecord.h"
 #include "Journal.h"
+#include "StoreHooks.h"
 #include "UuidIndex.h"
 
 namespace tarn::kern::internal {
@@ -58,7 +59,7 @@ class ModelCore {
   void setSingle(ElementRecord& element, const SlotInfo& slot, Value value);  // normalised
   /// True when nobody could ask what a single value was before: then it may be overwritten in place.
   [[nodiscard]] bool mayOverwrite(const ElementRecord& element) const noexcept {
-    return fLevels.empty() ? fObservers.empty() && fUndoLimit == 0 : !isJournaled(element);
+    return fLevels.empty() ? fObservers.empty() && fUndoLimit == 0 && fStore == nullptr : !isJournaled(element);
   }
   void setReference(ElementRecord& element, const SlotInfo& slot, ElementRecord* target);
   void setContainer(ElementRecord& element, const SlotInfo& slot, ElementRecord* container);
@@ -91,6 +92,24 @@ class ModelCore {
   bool pack(ElementRecord& element, const SlotInfo& slot);
   /// The physical position of the member with that index.
   [[nodiscard]] std::uint32_t physicalIndex(ElementRecord& element, const SlotInfo& slot, std::size_t index);
+
+  // --- The store that the model is bound to (see StoreHooks). Implemented in ModelCoreStore.cpp.
+  [[nodiscard]] StoreHooks* store() const noexcept { return fStore.get(); }
+  /// @pre none is bound and no level is open.
+  void bind(std::unique_ptr<StoreHooks> store);
+  /// Makes everything real, has the store write what it does not have yet, and lets it go; open levels stay open. When it
+  /// throws, the model is still bound.
+  void unbind();
+  /// Lets the store go with what it has; open levels are rolled back.
+  void letStoreGo() noexcept;
+  /// Fills an unloaded element.
+  void load(ElementRecord& element) { fStore->load(element); }
+  /// A new unloaded element, for the store. It has no place among the top-level elements.
+  [[nodiscard]] ElementRecord* adopt(const meta::Class& type, const boost::uuids::uuid& uuid);
+  /// Gives an element of the store that has no container its place among the top-level elements.
+  void adoptTop(ElementRecord& element);
+  /// An element of the store has got its references.
+  void noteReferencesOf(const ElementRecord& element) noexcept;
 
   // --- Transactions.
   [[nodiscard]] std::uint64_t begin(bool isImplicit);
@@ -166,6 +185,8 @@ class ModelCore {
   void checkTarget(const ElementRecord& element, const SlotInfo& slot, const ElementRecord* target) const;
   void checkNoCycle(const ElementRecord& parent, const SlotInfo& slot, const ElementRecord& child) const;
   [[nodiscard]] bool containsFewerThan(const ElementRecord& element, std::size_t limit) const;
+  void needPartners(const SlotInfo& slot, ElementRecord* member) const;
+  void loadForDestruction(ElementRecord& element) const;
   void detach(ElementRecord& child);
   void leavePlace(ElementRecord& element);
   [[nodiscard]] bool destroyAlone(ElementRecord& element);
@@ -191,6 +212,11 @@ class ModelCore {
   // Transactions.
   [[nodiscard]] std::size_t levelPosition(std::uint64_t level) const;
   void undoLevel() noexcept;
+  [[nodiscard]] bool hasCreatedSince(std::uint32_t tableStart) const noexcept;
+  template <class Call>
+  void withoutOpenLevels(Call call);
+  void settleTable();
+  void settleTop();
   void endLevelWithoutHistory() noexcept;
   void keepPacking(std::vector<JournalEntry>& entries);
   [[nodiscard]] ModelChange netChanges(const std::vector<JournalEntry>& entries, std::uint32_t tableStart,
@@ -200,6 +226,7 @@ class ModelCore {
   void dropRedo() noexcept;
   void trimUndo() noexcept;
   void replay(Step& step, bool forward) noexcept;
+  void replayAndWrite(Step& step, bool forward);
   void tellChange(const ModelChange& change) noexcept;
   void tidy() noexcept;
   void packTopLevel() noexcept;
@@ -239,6 +266,7 @@ class ModelCore {
 
   std::unique_ptr<MapPayload> fMapPayload;  // made before a map changes, so that afterwards nothing can fail
 
+  std::unique_ptr<StoreHooks> fStore;
   std::optional<std::string> fNextCommitFailure;
   std::vector<ModelObserver*> fObservers;
   std::vector<std::exception_ptr> fObserverErrors;
