@@ -30,13 +30,13 @@ namespace quillon::nimbo::internal {
 ///
 ///     class Plan : public quillon::nimbo::internal::NimboModelWrapperBase {
 ///      public:
-///       Plan() : NimboModelWrapperBase(planClass(), "PLAN1\n", /*keepSerializedData=*/false, /*destroy…=*/true) {}
+///       Plan() : NimboModelWrapperBase(planClass(), "PLAN1\n", /*keepBytes=*/false, /*destroyOnRelease=*/true) {}
 ///     };
 ///     Plan plan;
 ///     plan.open(u"kitchen.plan");          // binary, JSON, XML or a store: it looks
 ///     plan.getRoot()->set(u"title", u"Kitchen");
 ///     plan.setDirty();                     // the wrapper cannot see changes made through handles
-///     quillon::nimbo::safeSave(plan, u"kitchen.plan", quillon::nimbo::SavedForm::Binary);
+///     quillon::nimbo::safeSave(plan, u"kitchen.plan");
 ///
 /// States. Model and root exist on demand: whatever needs a model makes it.
 ///
