@@ -40,13 +40,14 @@ namespace quillon::nimbo::internal {
 ///
 /// States. Model and root exist on demand: whatever needs a model makes it.
 ///
-/// | state       | model | root | cached bytes  | entered by                                                          |
-/// | empty       | null  | null | none          | construction, `reset`, `detachModel` (which leaves cached bytes)    |
-/// | deferred    | null  | null | there         | `openFromBinString` when bytes are kept; a copy of such a wrapper   |
-/// | loaded      | set   | set  | none or there | every parse, the first request from "empty" or "deferred",
-/// `cloneFrom`, `attachModel` | | store-bound | set   | set  | none or there | `open` on a store, `attachModel` with a
-/// path; ended by `close` and `detachModel`      | | failed      | set   | null | none, mostly  | a parse that threw:
-/// `getRoot` is null until the next parse or `reset`                 |
+/// - empty: neither model nor cached bytes. After construction and `reset`; the first request makes a model with a
+/// root.
+/// - deferred: cached bytes, no model. After `openFromBinString` when bytes are kept; the first request parses them.
+/// - loaded: model and root. After every parse, the first request, `cloneFrom` and `attachModel`.
+/// - store-bound: loaded, and the model is bound to the store at `strataFilePath`. After `open` on a store and
+///   `attachModel` with a path; ended by `close`, which leaves it loaded, and by `detachModel`, which leaves it empty
+///   (but for cached bytes).
+/// - failed: a model without root. After a parse that threw; `getRoot` is null until the next parse or `reset`.
 ///
 /// Cached bytes are the model's binary form as it was read (or, with keepSerializedData, last written to a string).
 /// While they are there, saving in the binary form writes just them. They are not dropped by changes of elements, by
