@@ -40,8 +40,7 @@ namespace quillon::nimbo::internal {
 ///
 /// States. Model and root exist on demand: whatever needs a model makes it.
 ///
-/// - empty: neither model nor cached bytes. After construction and `reset`; the first request makes a model with a
-/// root.
+/// - empty: neither model nor cached bytes. After construction and `reset`; the first request makes model and root.
 /// - deferred: cached bytes, no model. After `openFromBinString` when bytes are kept; the first request parses them.
 /// - loaded: model and root. After every parse, the first request, `cloneFrom` and `attachModel`.
 /// - store-bound: loaded, and the model is bound to the store at `strataFilePath`. After `open` on a store and
