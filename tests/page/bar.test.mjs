@@ -101,7 +101,7 @@ test('the address box takes an address that one description shows', () => withPa
   await enterAddress(page, '0:4-9');
   assert.deepEqual(await shownDescriptions(page), ['D4']);
   await enterAddress(page, 'FILE-SCOPE#3:Pump-part#2');
-  assert.deepEqual(await shownDescriptions(page), ['D4', 'D31']);
+  assert.deepEqual(await shownDescriptions(page), ['D4', 'D10']);
 }));
 
 test('the letter s at both ends of an address is dropped', () => withPage('expressions', async (page) => {

@@ -26,6 +26,75 @@ test('a tree of 10000 elements is usable soon', () => within(12000, () => withPa
   await moveAway(page);
 })));
 
+/** What the reader meets. Heights of blocks that were never in sight are estimates, so a few lines more or less do. */
+const look = (page) => page.evaluate(async () => {
+  await new Promise((done) => requestAnimationFrame(() => setTimeout(done)));
+  const shown = (id) => document.getElementById(id).checkVisibility();
+  const lines = (contentPane.scrollHeight - contentPane.clientHeight) / document.getElementById('J1').offsetHeight;
+  return {hundredsOfLines: Math.round(lines / 100), plant: shown('J1'), group: shown('J2'), part: shown('J3'),
+    nextGroup: shown('J53')};
+});
+
+test('a long tree folds to one line and comes back as it was', () => withPage('large', async (page) => {
+  const before = await look(page);
+  assert.ok(before.hundredsOfLines > 500);
+  await page.locator('#Q1').click();
+  assert.deepEqual(await look(page),
+    {...before, hundredsOfLines: 0, group: false, part: false, nextGroup: false});
+  const [open, close] = await page.evaluate(() => {
+    const range = document.createRange();
+    const line = (node) => { range.selectNode(node); return range.getBoundingClientRect().top; };
+    return [line(document.getElementById('J1')), line(document.getElementById('O1').nextSibling)];
+  });
+  assert.ok(Math.abs(open - close) < 3, `the braces stand on lines at ${open} and ${close}`);
+  await page.locator('#Q1').click();
+  assert.deepEqual(await look(page), before);
+}));
+
+test('what is folded within a long tree stays folded when that comes back', () => withPage('large', async (page) => {
+  await page.locator('#Q2').click();
+  const before = await look(page);
+  assert.deepEqual([before.group, before.part, before.nextGroup], [true, false, true]);
+  await page.locator('#Q1').click();
+  await page.locator('#Q1').click();
+  assert.deepEqual(await look(page), before);
+  await page.locator('#Q2').click();
+  assert.equal((await look(page)).part, true);
+}));
+
+test('the keys and links find their way through folded long trees', () => withPage('large', async (page) => {
+  await page.evaluate(() => focusStop(document.getElementById('Q1')));
+  await page.keyboard.press('ArrowLeft');
+  await page.keyboard.press('ArrowDown');
+  await page.keyboard.press('ArrowDown');
+  assert.equal(await page.evaluate(() => document.activeElement.id), 'J1');
+  await page.evaluate(() => doColor(document.getElementById('J9000')));
+  await page.locator('#T9000 a').click();
+  await page.waitForFunction(() => document.getElementById('J9000').checkVisibility());
+  assert.equal(await page.locator('#Q1').textContent(), '-');
+}));
+
+test('a long tree folds and unfolds within a tenth of a second', () => withPage('large', async (page) => {
+  const times = await page.evaluate(async () => {
+    const frame = () => new Promise((done) => requestAnimationFrame(() => setTimeout(done)));
+    const measure = async (id) => {
+      await frame();
+      const start = performance.now();
+      document.getElementById(id).click();
+      document.body.getBoundingClientRect();
+      return performance.now() - start;
+    };
+    const all = {};
+    for (const id of ['Q1', 'Q2', 'Q3']) {
+      const rounds = [];
+      for (let i = 0; i < 6; ++i) rounds.push(await measure(id));
+      all[id] = Math.min(...rounds);
+    }
+    return all;
+  });
+  for (const [id, time] of Object.entries(times)) assert.ok(time < 100, `${id} took ${time} ms`);
+}));
+
 test('cutting a tree into blocks changes neither its text nor its ids', () => withPage('large', async (page) => {
   const same = await page.evaluate(async () => {
     const before = contentPane.textContent;

@@ -127,8 +127,12 @@ test('the address of a description leads back to the tree, which unfolds for it'
 
 test('a link to a collection leads to its anchor', () => withPage('typical', async (page) => {
   await entries(page).first().click();
-  await page.locator('div.desc a.attrId').click();
-  assert.match(page.url(), /#0x55d01$/);
+  const link = page.locator('div.desc a.attrId');
+  const target = await link.getAttribute('href');
+  assert.match(target, /^#0x[0-9a-f]+$/);
+  await link.click();
+  assert.equal(await page.evaluate(() => location.hash), target);
+  assert.equal(await page.locator(`a[name="${target.substring(1)}"] + span.expander`).textContent(), '-');
 }));
 
 test('a page can be opened at one of its anchors', () => withPage('typical', async (page) => {
@@ -162,6 +166,18 @@ test('the arrow keys walk the tree, fold it, and show the descriptions', () => w
   assert.equal(await expanders(page).first().textContent(), '-');
   await page.keyboard.press('End');
   assert.equal(await focused(), 'J14');
+}));
+
+test('a click into the table reaches what it was meant for while the keys show a description', () => withPage('typical', async (page) => {
+  await entries(page).nth(4).click();
+  await moveAway(page);
+  await page.evaluate(() => focusStop(document.getElementById('J1')));
+  assert.deepEqual(await shownDescriptions(page), ['D3', 'D1']);
+  await page.evaluate(() => desc_tblInner.prepend(document.getElementById('D1')));  // above the other one
+  await page.locator('#T3 a').click();
+  assert.match(page.url(), /#3$/);
+  await page.evaluate(() => focusStop(document.getElementById('J14')));
+  assert.deepEqual(await shownDescriptions(page), ['D3', 'D14']);
 }));
 
 test('a step to the left from what cannot be folded goes to the line around it', () => withPage('typical', async (page) => {

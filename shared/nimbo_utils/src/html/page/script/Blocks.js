@@ -39,8 +39,52 @@ function cutIntoBlocks(parent) {
     first = obj.nextSibling;
     lines = 0;
   }
-  if (blocks.length > 1) wrapBlocks(blocks);
+  const isCut = blocks.length > 1;
+  if (isCut) wrapBlocks(blocks);
+  if (openingLine && (isCut || Array.from(parent.children).some((obj) => obj.xIsLong))) prepareToSetAside(parent);
   return all;
+}
+
+// ---- Trees with blocks ----
+// To hide a tree with "display: none" the browser visits all that is in it, and what it does for each block in it grows
+// with the number of all blocks. So a tree that has blocks anywhere is set aside: its blocks lose their size and their
+// contents are skipped; what stands between them is little, and gets spans by which it can be hidden.
+
+function prepareToSetAside(tree) {
+  let span = null;
+  for (const node of Array.from(tree.childNodes)) {
+    if (isBlock(node) || node.xIsLong) {
+      span = null;
+      continue;
+    }
+    if (!span) {
+      span = document.createElement('span');
+      node.before(span);
+    }
+    span.appendChild(node);
+  }
+  tree.xIsLong = true;
+}
+
+/** What is folded within the tree by itself stays so when the tree comes back. */
+function setAside(tree, aside) {
+  for (const part of tree.children) {
+    if (isBlock(part)) {
+      part.className = aside ? 'lines aside' : 'lines';
+    } else if (!part.xIsLong) {
+      part.style.display = aside ? 'none' : '';
+    } else if (aside || isVisible(part)) {
+      setAside(part, aside);
+    }
+  }
+}
+
+function isBlock(node) {
+  return node.nodeName === 'DIV' && firstClass(node) === 'lines';
+}
+
+function isSetAside(obj) {
+  return obj.className === 'lines aside';
 }
 
 function firstElementFrom(node) {

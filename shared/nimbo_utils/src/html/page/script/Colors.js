@@ -94,14 +94,20 @@ function saveColor(obj) {
 
 var treeEntryColors = null;
 
-/** All entries of the tree look alike, and there may be many thousands of one thing: the browser is asked only once. */
+/**
+ * All entries of the tree look alike, and there may be many thousands of one thing: the browser is asked only once, of
+ * the first entry, which is never folded away.
+ */
 function ownColors(obj) {
-  const usual = obj.className === 'entry' && !obj.hasAttribute('style') && isTreeNode(obj);
-  if (usual && treeEntryColors) return treeEntryColors;
+  const isUsual = obj.className === 'entry' && !obj.hasAttribute('style') && isTreeNode(obj);
+  if (!isUsual) return computedColors(obj);
+  if (!treeEntryColors) treeEntryColors = computedColors(contentPane.querySelector('span.entry'));
+  return treeEntryColors;
+}
+
+function computedColors(obj) {
   const style = getComputedStyle(obj);
-  const colors = {color: style.color, background: style.backgroundColor};
-  if (usual) treeEntryColors = colors;
-  return colors;
+  return {color: style.color, background: style.backgroundColor};
 }
 
 function applyColor(objs, phase) {

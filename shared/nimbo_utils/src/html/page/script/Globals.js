@@ -41,6 +41,7 @@ var colorIndex = 0;                // the colour number being applied; 0 is none
 var currentUnderMouse = null;
 var inResizeArea = false;
 var inResize = false;
+var shownDescs = 0;  // how many descriptions the table shows
 
 var contextObject = null;  // what the open context menu is about
 var descAddrs = null;      // the address fields of the descriptions: a live collection, made on first use

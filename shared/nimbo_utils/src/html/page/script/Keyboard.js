@@ -9,11 +9,24 @@ function enableKeys() {
   }
   if (!contentPane) return;
   contentPane.addEventListener('focusin', (event) => hoverByKeys(event.target, true));
-  contentPane.addEventListener('focusout', (event) => hoverByKeys(event.target, false));
+  contentPane.addEventListener('focusout', fadeByKeys);
 }
 
 function hoverByKeys(obj, active) {
   if (obj.id) mouseOverOutObject(obj, active);
+}
+
+/**
+ * Not while the focus is in the table: a description that goes from there moves the others, away from under the mouse
+ * that has just been pressed.
+ */
+function fadeByKeys(event) {
+  const stop = event.target;
+  if (desc_tblPane && desc_tblPane.contains(event.relatedTarget)) {
+    desc_tblPane.addEventListener('focusout', () => hoverByKeys(stop, false), {once: true});
+  } else {
+    hoverByKeys(stop, false);
+  }
 }
 
 function processKeyDown(event) {
@@ -68,7 +81,7 @@ function isStop(obj) {
 }
 
 function stopFilter(obj) {
-  const hidden = obj.style.display === 'none' || (firstClass(obj) === 'desc' && !isVisible(obj));
+  const hidden = obj.style.display === 'none' || isSetAside(obj) || (firstClass(obj) === 'desc' && !isVisible(obj));
   if (hidden) return NodeFilter.FILTER_REJECT;
   return isStop(obj) ? NodeFilter.FILTER_ACCEPT : NodeFilter.FILTER_SKIP;
 }
@@ -97,7 +110,7 @@ function lastStop(pane) {
 
 function rememberedStop(pane) {
   const stop = pane.xStop;
-  return stop && stop.isConnected && stop.getClientRects().length > 0 ? stop : nextStop(pane, pane);
+  return stop && stop.isConnected && stop.checkVisibility() ? stop : nextStop(pane, pane);
 }
 
 function focusStop(stop) {

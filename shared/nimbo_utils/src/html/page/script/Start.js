@@ -4,11 +4,19 @@
 function revealAnchor(name) {
   const anchor = document.getElementsByName(name)[0];
   if (!anchor) return;
-  for (let tree = anchor.closest('span.tree'); tree; tree = tree.parentElement.closest('span.tree')) {
+  for (const tree of treesAround(anchor)) {
     if (isVisible(tree)) continue;
     setVisible(tree, true);
     idIter(reclassId(tree.id, 'expander'), toggleTreeNode);
   }
+  contentPane.getBoundingClientRect();  // makes the browser take note before it looks for the anchor itself
+}
+
+/** The outermost first: what is asked of a tree in a hidden one makes the browser lay that out. */
+function treesAround(obj) {
+  const trees = [];
+  for (let tree = obj.closest('span.tree'); tree; tree = tree.parentElement.closest('span.tree')) trees.unshift(tree);
+  return trees;
 }
 
 function followLinks() {
@@ -69,6 +77,8 @@ function readPage() {
   recoverDescriptions();
   cutTreeIntoBlocks();
   if (contentPane) allContent = contentPane.getElementsByTagName('*');
+  if (contentPane && allContent.length === 0) contentPane.classList.add('empty');
+  if (desc_tblInner) countShownDescs(0);
 }
 
 function prepareColors() {

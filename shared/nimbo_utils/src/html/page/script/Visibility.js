@@ -1,14 +1,29 @@
 // ---- Showing and hiding ----
 
+/** A tree is not computed, which would be dear within others that are folded: the style sheet shows all of them. */
 function isVisible(obj) {
-  if (obj.xIsVisible === undefined) obj.xIsVisible = getComputedStyle(obj).display !== 'none';
+  if (obj.xIsVisible === undefined) {
+    const style = firstClass(obj) === 'tree' ? obj.style : getComputedStyle(obj);
+    obj.xIsVisible = style.display !== 'none';
+  }
   return obj.xIsVisible;
 }
 
 function setVisible(obj, visible) {
-  const shown = firstClass(obj) === 'tree' ? 'inline' : 'block';
-  obj.style.display = visible ? shown : 'none';
+  if (obj.parentElement === desc_tblInner && isVisible(obj) !== visible) countShownDescs(visible ? 1 : -1);
+  if (obj.xIsLong) {
+    setAside(obj, !visible);
+  } else {
+    const shown = firstClass(obj) === 'tree' ? 'inline' : 'block';
+    obj.style.display = visible ? shown : 'none';
+  }
   obj.xIsVisible = visible;
+}
+
+/** Where none is shown, the table tells how to get one. */
+function countShownDescs(more) {
+  shownDescs += more;
+  desc_tblInner.classList.toggle('empty', shownDescs === 0);
 }
 
 function makeVisible(obj) {
