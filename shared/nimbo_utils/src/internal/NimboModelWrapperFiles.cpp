@@ -16,6 +16,7 @@
 #include <strata/SQLiteUri.h>
 #include <strata/Uri.h>
 #include <strata_datasource/DataSource.h>
+#include <tarn/kern/datasource/DataSource.h>
 #include <tarn/kern/io/JSONParser.h>
 #include <tarn/kern/io/JSONSerializer.h>
 #include <tarn/kern/io/XmlParser.h>
@@ -101,9 +102,10 @@ bool existsForSure(const ustring& path) {
 /// Binds the model to the store. A framework whose stores can be told whether to evolve is told.
 template <class Store>
 void bind(const strata::Uri& place, const tarn::kern::Model& model, bool evolveIfNeeded) {
-  const auto toModel = static_cast<typename Store::ToModelSync>(0);            // as elements are touched
-  const auto toDataSource = static_cast<typename Store::ToDataSourceSync>(1);  // what changes
-  const auto timing = static_cast<typename Store::SyncTiming>(0);              // with each commit
+  using tarn::kern::datasource::DataSource;  // of its enumerators only the numbers are the same everywhere
+  const auto toModel = static_cast<DataSource::ToModelSync>(0);            // as elements are touched
+  const auto toDataSource = static_cast<DataSource::ToDataSourceSync>(1);  // what changes
+  const auto timing = static_cast<DataSource::SyncTiming>(0);              // with each commit
   if constexpr (requires { Store::Options::evolveIfNeeded; }) {
     typename Store::Options options;
     options.evolveIfNeeded = evolveIfNeeded;
