@@ -40,9 +40,12 @@ const Coverage::Fit& Coverage::fitOf(const ustring& typeName) {
 
 void Coverage::refuseUnknownType(const Subject& subject, const ustring& typeName, const io::RawPosition& position,
                                  const ustring& property, const Fit& fit) const {
-  kern::internal::NearestName nearest(typeName);
-  for (const auto& [name, type] : fit.chain->current->getTypes()) nearest.offer(type->getQualifiedName());
-  refuse(*fit.chain, subject, property, position, "there is no type " + quoted(typeName) + nearest.suggestion(),
+  const ustring& package = fit.chain->current->getQualifiedName();
+  kern::internal::NearestName nearest(std::u16string_view(typeName).substr(packagePartOf(typeName).size() + 1));
+  for (const auto& [name, type] : fit.chain->current->getTypes()) nearest.offer(name);
+  const std::string suggestion =
+      nearest.found() ? "; did you mean " + quoted(package + u"." + nearest.name()) + "?" : std::string();
+  refuse(*fit.chain, subject, property, position, "there is no type " + quoted(typeName) + suggestion,
          "renameClass, mergeClass or removeClass");
 }
 

@@ -24,50 +24,56 @@ EvolutionError::~EvolutionError() = default;
 
 namespace {
 
-/// Notes which names of types there are, and fills in those that the source left out.
+/// The names of the types of what was visited.
+class TypeNames {
+ public:
+  void note(const ustring& name) {
+    if (fLast == nullptr || *fLast != name) fLast = &*fNames.insert(name).first;
+  }
+  [[nodiscard]] std::unordered_set<ustring> take() { return std::move(fNames); }
+
+ private:
+  std::unordered_set<ustring> fNames;
+  const ustring* fLast = nullptr;  // neighbours are often of one type
+};
+
+/// Fills in the names of types that the source left out, and notes which there are.
 class TypeNaming {
  public:
-  /// @param types that tell the names; nullptr leaves the content as it is.
-  explicit TypeNaming(const internal::TypeTable* types) : fTypes(types) {}
+  explicit TypeNaming(const internal::TypeTable& types) : fTypes(types) {}
 
   bool enter(const Subject& subject) {
-    note(subject.typeName());
+    fNames.note(subject.typeName());
     return true;
   }
   void leave(const Subject&) const noexcept {}
 
   void property(const Subject& holder, io::RawProperty& property) {
-    if (fTypes == nullptr) return;
     if (property.value.kind() != io::RawValue::Kind::List) return nameValue(holder, property.name, property.value);
     for (io::RawValue& entry : property.value.list()) nameValue(holder, property.name, entry);
   }
 
   bool reference(const Subject&, const io::RawProperty&, io::RawValue& value) {
-    note(value.reference().typeName);
+    fNames.note(value.reference().typeName);
     return true;
   }
 
-  [[nodiscard]] std::unordered_set<ustring> takeNames() { return std::move(fNames); }
+  [[nodiscard]] std::unordered_set<ustring> takeNames() { return fNames.take(); }
 
  private:
-  void note(const ustring& name) {
-    if (fLast == nullptr || *fLast != name) fLast = &*fNames.insert(name).first;
-  }
-
   void nameValue(const Subject& holder, const ustring& property, io::RawValue& value) const {
     ustring* name = nullptr;
     if (value.kind() == io::RawValue::Kind::Data) name = &value.data().typeName;
     if (value.kind() == io::RawValue::Kind::Element) name = &value.element().typeName;
     if (name == nullptr || !name->empty()) return;
-    if (const internal::KnownProperty* known = fTypes->findProperty(holder.typeName(), property)) *name = known->type;
+    if (const internal::KnownProperty* known = fTypes.findProperty(holder.typeName(), property)) *name = known->type;
   }
 
-  const internal::TypeTable* fTypes;
-  std::unordered_set<ustring> fNames;
-  const ustring* fLast = nullptr;  // neighbours are often of one type
+  const internal::TypeTable& fTypes;
+  TypeNames fNames;
 };
 
-/// Runs one pass.
+/// Runs one pass, and notes which types there are then.
 class Runner {
  public:
   explicit Runner(internal::Pass& pass) noexcept : fPass(pass) {}
@@ -80,6 +86,7 @@ class Runner {
   }
   void leave(const Subject& subject) {
     if (fPass.reach() == internal::Reach::BottomUp) internal::Pass::run(fPass.courseOf(subject.typeName()), subject);
+    fNames.note(subject.typeName());
   }
   void property(const Subject&, io::RawProperty&) const noexcept {}
   bool reference(const Subject&, const io::RawProperty&, io::RawValue& value) {
@@ -87,11 +94,19 @@ class Runner {
     const internal::Pass::Course& course = fPass.courseOf(typeName);
     if (!course.finalName) return false;
     if (*course.finalName != typeName) typeName = *course.finalName;
+    fNames.note(typeName);
     return true;
+  }
+
+  [[nodiscard]] std::unordered_set<ustring> takeNames() {
+    std::unordered_set<ustring> names = fNames.take();
+    fPass.addMade(names);
+    return names;
   }
 
  private:
   internal::Pass& fPass;
+  TypeNames fNames;
 };
 
 /// The family and version of a URI within the schema's base; nothing for any other URI.
@@ -167,34 +182,16 @@ Evolver::~Evolver() = default;
 
 bool Evolver::isNeeded() const noexcept { return !fState->chains.empty(); }
 
-namespace {
-
-std::unordered_set<ustring> typeNamesIn(io::RawElement& root, const internal::TypeTable* types) {
-  TypeNaming naming(types);
-  static_cast<void>(internal::Walk(naming).element(root));
-  return naming.takeNames();
-}
-
-std::unordered_set<ustring> afterPass(const std::unordered_set<ustring>& names, internal::Pass& pass) {
-  std::unordered_set<ustring> after;
-  for (const ustring& name : names) {
-    if (const auto& finalName = pass.courseOf(name).finalName) after.insert(*finalName);
-  }
-  return after;
-}
-
-}  // namespace
-
 bool Evolver::evolve(io::RawElement& root) const {
   if (!isNeeded()) return true;
-  std::unordered_set<ustring> names = typeNamesIn(root, &fState->oldest);
+  TypeNaming naming(fState->oldest);
+  static_cast<void>(internal::Walk(naming).element(root));
+  std::unordered_set<ustring> names = naming.takeNames();
   for (internal::Pass& pass : fState->passes) {
     if (!pass.concerns(names)) continue;
     Runner runner(pass);
     if (!internal::Walk(runner).element(root)) return false;
-    // Functions, and values that move, may have brought in elements of other types.
-    const bool bringsTypes = pass.reach() != internal::Reach::Own;
-    names = bringsTypes ? typeNamesIn(root, nullptr) : afterPass(names, pass);
+    names = runner.takeNames();
   }
   static_cast<void>(internal::Walk(*fState->coverage).element(root));
   return true;

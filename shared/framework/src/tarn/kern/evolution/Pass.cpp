@@ -269,7 +269,10 @@ class Compiler {
       onTheWay.push_back(property == nullptr ? KnownProperty() : *property);
       holder = onTheWay.back().type;
     }
+    std::vector<ustring> made;
+    for (const KnownProperty& property : onTheWay) made.push_back(property.type);
     CompiledStep compiled = onSubtypesOf(step.type, Mover(step, fComplaint, std::move(onTheWay)));
+    compiled.made = std::move(made);
     compiled.reach = to.size() > partsOf(step.from).size() ? Reach::BottomUp : Reach::TopDown;
     return compiled;
   }
@@ -392,6 +395,10 @@ bool Pass::concerns(const std::unordered_set<ustring>& typeNames) {
     const Course& course = courseOf(name);
     return !course.steps.empty() || course.finalName != name;
   });
+}
+
+void Pass::addMade(std::unordered_set<ustring>& typeNames) const {
+  for (const CompiledStep& step : fSteps) typeNames.insert(step.made.begin(), step.made.end());
 }
 
 std::vector<Pass> passesOf(const History& history) {

@@ -46,6 +46,7 @@ struct CompiledStep {
   std::unordered_set<ustring> affected;  // names of types as they are at that moment
   std::function<void(const Subject&)> action;
   std::optional<NameChange> change;
+  std::vector<ustring> made;  // types of which the action may make elements or values
 };
 
 /// @param before the moment that the step starts from.
@@ -69,6 +70,8 @@ class Pass {
   /// Runs the steps of the subject's course. @pre the course keeps the subject.
   static void run(const Course& course, const Subject& subject);
   [[nodiscard]] bool concerns(const std::unordered_set<ustring>& typeNames);
+  /// The types of which its steps may make elements or values.
+  void addMade(std::unordered_set<ustring>& typeNames) const;
 
  private:
   Reach fReach;

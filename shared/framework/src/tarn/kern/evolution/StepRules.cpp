@@ -62,7 +62,8 @@ PathEnd followPath(const TypeTable& types, const ustring& type, const ustring& p
     if (isLast) return end;
     const KnownProperty* property = types.findProperty(end.owner, parts[i]);
     if (property == nullptr) {
-      end.fault = noProperty(types, end.owner, parts[i]);
+      if (!types.isVague(end.owner)) end.fault = noProperty(types, end.owner, parts[i]);
+      end.owner.clear();
       return end;
     }
     end.fault = faultOfStep(types, end.owner, *property, parts[i], isLast);
@@ -110,6 +111,7 @@ class Undoing {
     if (wrong.empty()) {
       KnownType type;
       type.kind = step.kind;
+      type.isVague = true;
       fTypes.set(name(step.name), std::move(type));
     }
     return wrong;
@@ -187,8 +189,8 @@ class Undoing {
     KnownProperty moved;
     if (!to.owner.empty()) {
       const KnownProperty* property = fTypes.findProperty(to.owner, to.property);
-      if (property == nullptr) return noProperty(fTypes, to.owner, to.property);
-      moved = *property;
+      if (property == nullptr && !fTypes.isVague(to.owner)) return noProperty(fTypes, to.owner, to.property);
+      if (property != nullptr) moved = *property;
       if (KnownType* owner = fTypes.find(to.owner)) owner->properties.erase(to.property);
     }
     if (KnownType* owner = fTypes.find(from.owner)) owner->properties[from.property] = moved;
@@ -248,9 +250,14 @@ class Undoing {
     return missing(declared, isDataType ? TypeKind::DataType : TypeKind::Class);
   }
 
-  [[nodiscard]] std::string missingProperty(const ustring& declared, const ustring& property) const {
+  /// A class of which not all is known is taken to have the property.
+  [[nodiscard]] std::string missingProperty(const ustring& declared, const ustring& property) {
     if (std::string wrong = missingStructured(declared); !wrong.empty()) return wrong;
     if (fTypes.findProperty(name(declared), property) != nullptr) return {};
+    if (fTypes.isVague(name(declared))) {
+      fTypes.find(name(declared))->properties[property] = KnownProperty();
+      return {};
+    }
     return noProperty(fTypes, name(declared), property);
   }
 
@@ -273,7 +280,8 @@ class Undoing {
     }
     std::vector<ustring> holders;
     for (const ustring& subtype : fTypes.withSubtypes(type)) {
-      if (fTypes.findProperty(subtype, property) != nullptr) holders.push_back(subtype);
+      const KnownType* known = fTypes.find(subtype);
+      if (known != nullptr && known->properties.contains(property)) holders.push_back(subtype);
     }
     if (holders.empty()) return {};
     const ustring& first = *std::min_element(holders.begin(), holders.end());

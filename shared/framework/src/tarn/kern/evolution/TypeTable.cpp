@@ -120,6 +120,10 @@ KnownProperty* TypeTable::findProperty(const ustring& type, std::u16string_view 
   return const_cast<KnownProperty*>(std::as_const(*this).findProperty(type, name));
 }
 
+bool TypeTable::isVague(const ustring& type) const {
+  return climb(type, [](const ustring&, const KnownType& known) { return known.isVague; });
+}
+
 std::unordered_set<ustring> TypeTable::withSubtypes(const ustring& type) const {
   std::unordered_map<std::u16string_view, std::vector<const ustring*>> subtypes;
   for (const auto& [name, known] : fTypes) {

@@ -26,6 +26,7 @@ struct KnownType {
   std::vector<ustring> supertypes;                           // qualified; the kernel's root class left out
   std::map<ustring, KnownProperty, std::less<>> properties;  // its own
   std::map<ustring, std::optional<std::int64_t>, std::less<>> literals;
+  bool isVague = false;  // it was removed since: what it had is known by the steps alone
 };
 
 /// What is known of all types at one moment of an evolution: by the registered packages, and for versions that are not
@@ -49,6 +50,8 @@ class TypeTable {
   /// The property of that name, own or inherited, and the type that declares it.
   [[nodiscard]] const KnownProperty* findProperty(const ustring& type, std::u16string_view name) const;
   [[nodiscard]] KnownProperty* findProperty(const ustring& type, std::u16string_view name);
+  /// True when the type or one of its supertypes is: it may have properties that are not known.
+  [[nodiscard]] bool isVague(const ustring& type) const;
   /// The type itself and all that derive from it; the name alone when the type is not known.
   [[nodiscard]] std::unordered_set<ustring> withSubtypes(const ustring& type) const;
   /// For each class and data type the names of its properties, inherited ones too, whose type is `type`.
