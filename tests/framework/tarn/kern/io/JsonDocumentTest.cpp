@@ -178,7 +178,7 @@ TEST(JsonDocument, NamesThePlaceOfEveryNode) {
   EXPECT_EQ(entries.place().text(), "f.json:2:14, at entries");
   const JsonNode second = *++entries.entries().begin();
   EXPECT_EQ(second.place().text(), "f.json:3:5, at entries[1]");
-  EXPECT_EQ((*second.members().begin()).key.place().text(), "f.json:3:7, at entries[1][\"odd key\"]");
+  EXPECT_EQ((*second.members().begin()).key.place().text(), "f.json:3:6, at entries[1][\"odd key\"]");
   const JsonNode eight = *++second.find("odd key").entries().begin();
   EXPECT_EQ(eight.place().text(), "f.json:3:20, at entries[1][\"odd key\"][1]");
   try {

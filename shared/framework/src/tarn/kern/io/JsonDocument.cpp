@@ -356,6 +356,7 @@ std::string JsonDocument::pathTo(std::size_t index) const {
   PathText path;
   std::size_t container = 0;
   while (container < index && container < fCount && isContainer(container)) {
+    if ((fTape[container].where & kOpen) == 0 && behind(container) <= index) break;  // behind the whole value
     const bool isObject = kindAt(container) == JsonKind::Object;
     std::size_t position = 0;
     std::size_t child = container + 1;
@@ -376,7 +377,9 @@ std::string JsonDocument::pathTo(std::size_t index) const {
   return path.text();
 }
 
-ParsePlace JsonNode::place() const { return fDocument->placeOf(fDocument->offsetOf(fIndex), fIndex); }
+ParsePlace JsonNode::place() const {
+  return fDocument->placeOf(fDocument->offsetOf(fIndex) - (isString() ? 1 : 0), fIndex);
+}
 
 std::string JsonNode::describe() const {
   switch (kind()) {

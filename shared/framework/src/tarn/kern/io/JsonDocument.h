@@ -63,6 +63,7 @@ class JsonNode {
   /// The value of the first member of an object that has that key, or a null node.
   [[nodiscard]] JsonNode find(std::string_view key) const;
 
+  /// Of a string: where its quote stands.
   [[nodiscard]] ParsePlace place() const;
   /// "an object", "the number 7", "the text "seven""
   [[nodiscard]] std::string describe() const;
