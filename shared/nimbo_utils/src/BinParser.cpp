@@ -409,7 +409,8 @@ void PayloadReader::parseCollection(Target target, const ParsedProperty& propert
   const SerializationTag entryTag = parseTag();
   const auto count = fIn.read<std::uint64_t>();
   if constexpr (std::is_same_v<Target, ElementTarget>) {
-    if (entryTag == SerializationTag::MODEL_ELEMENT && property.isPlainReference && property.isCollection && count > 0) {
+    if (entryTag == SerializationTag::MODEL_ELEMENT && property.isPlainReference && property.isCollection &&
+        count > 0) {
       return repeat(count, [&] { parsePlainMember(target, property); });
     }
   }
@@ -690,7 +691,8 @@ void BinParser::parseBinaryPayload(StreamIArchive& archive) {
   reset();
   kern::Transaction transaction = fModel->beginTransaction(false);
   if (needsEvolving) {
-    parseOlderStream(archive, packageUris, fModel, fEvolveIfNeeded);
+    // By way of JSON text, whose reader knows how content evolves; also where it is told not to evolve any.
+    parseJson(dumpRoots(archive, packageUris), fModel, fEvolveIfNeeded);
   } else {
     readRoots(archive);
   }

@@ -40,12 +40,16 @@ struct ParsedProperty {
       : property(named),
         typeTag(tagOfType(named->getType())),
         hasRangeForm(nimbo::hasRangeForm(typeTag)),
-        isOptional(named->lower == 0) {}
+        isOptional(named->lower == 0),
+        isCollection(named->isCollection()),
+        isPlainReference(typeTag == SerializationTag::MODEL_ELEMENT && !named->isComposite && !named->getOpposite()) {}
 
   tarn::kern::meta::Property property;
   SerializationTag typeTag;  ///< of the declared type
   bool hasRangeForm;         ///< of that type's entries
   bool isOptional;
+  bool isCollection;
+  bool isPlainReference;  ///< setting it changes no other property
 };
 
 /// What the ids of one payload stand for.

@@ -34,6 +34,11 @@ class IdTable {
     return waiting == fWaiting.end() ? nullptr : &waiting->second;
   }
 
+  /// Brings the entry into the cache while there is something else to do.
+  void prefetch(Index index) const noexcept {
+    if (index < fDense.size()) __builtin_prefetch(&fDense[static_cast<std::size_t>(index)]);
+  }
+
   /// A later entry takes the place of an earlier one.
   Entry& store(Index index, Entry entry) {
     if (index >= fSize) fSize = index + 1;

@@ -1,35 +1,28 @@
 #include "TextFormats.h"
 
-#include <bedrock/i18n.h>
-
-#include "quillon/nimbo/BinSerializationException.h"
+#include <tarn/kern/io/JSONParser.h>
+#include <tarn/kern/io/JSONSerializer.h>
 
 namespace quillon::nimbo {
 
-namespace {
+namespace io = tarn::kern::io;
 
-[[noreturn]] void refuseJson() {
-  throw BinSerializationException(
-      "Limitation: JSON text is not available in this version of the library: use one of the containers \"B\", \"Z\" "
-      "and \"z\", which hold the same content");
+std::string serializeJson(const std::vector<tarn::kern::ModelElement>& elements) {
+  io::JSONSerializer serializer;
+  serializer.getCustomizer()->setShouldSkipDefaultValues(true);
+  std::string text;
+  {
+    const io::SerializationOutput output = io::SerializationOutput::forUTF8String(text);
+    serializer.serialize(elements, output);
+  }  // only then the text is complete
+  return text;
 }
 
-std::string listed(const std::vector<std::u16string>& uris) {
-  std::string list;
-  for (const std::u16string& uri : uris) list += (list.empty() ? "" : ", ") + bedrock::i18n::to_string(uri);
-  return list;
-}
-
-}  // namespace
-
-std::string serializeJson(const std::vector<tarn::kern::ModelElement>&) { refuseJson(); }
-
-void parseJson(const std::string&, const tarn::kern::Model&, bool) { refuseJson(); }
-
-void parseOlderStream(StreamIArchive&, const std::vector<std::u16string>& packageUris, const tarn::kern::Model&, bool) {
-  throw BinSerializationException(
-      "Limitation: the stream is of package versions that are not all current (" + listed(packageUris) +
-      "), and this version of the library cannot adapt older content: read it where these versions are registered");
+void parseJson(const std::string& text, const tarn::kern::Model& model, bool evolveIfNeeded) {
+  io::JSONParser parser;
+  parser.getCustomizer()->setEvolveIfNeeded(evolveIfNeeded);
+  parser.setModel(model);
+  parser.parseString(text);
 }
 
 }  // namespace quillon::nimbo

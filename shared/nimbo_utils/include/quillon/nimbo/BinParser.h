@@ -28,6 +28,8 @@ struct BinParserTables;
 /// - the framework's exceptions, unchanged: a value that does not fit its property (the cast failure), a property
 ///   that a class lacks, elements that would contain each other, an abstract class, a text that is no time.
 /// - what decompression (Compression.h) and StreamIArchive throw.
+/// - what tarn::kern::io::JSONParser throws, for the containers of JSON text and for streams of older package versions:
+///   these are read by way of their dump, see `parseToJSON`.
 /// - whatever custom serializers throw.
 /// Bytes that do not begin with a container's letter are no error: nothing is read.
 ///

@@ -1,0 +1,57 @@
+#include "PendingReferences.h"
+
+#include <utility>
+
+#include <tarn/kern/Collections.h>
+
+namespace quillon::nimbo {
+
+using tarn::kern::ElementCollection;
+using tarn::kern::ModelElement;
+using tarn::kern::ReflectionPrivateTag;
+using tarn::kern::Value;
+
+void PendingReferences::flush() {
+  const std::size_t ownerCount = std::exchange(fOwnerCount, 0);
+  const std::size_t targetCount = std::exchange(fTargetCount, 0);
+  Records records;
+  for (std::size_t i = 0; i < targetCount; ++i) {
+    records[i] = fTargets[i] == kNull ? nullptr : fElements.find(fTargets[i])->element.get();
+    __builtin_prefetch(records[i]);
+  }
+  for (std::size_t i = 0; i < ownerCount; ++i) {
+    const Owner& owner = fOwners[i];
+    if (owner.isCollection) {
+      appendMembers(owner, records, i + 1 < ownerCount ? fOwners[i + 1].firstTarget : targetCount);
+    } else {
+      setReference(owner, records[owner.firstTarget]);
+    }
+  }
+}
+
+void PendingReferences::setReference(const Owner& owner, ModelElement::Impl* target) {
+  const tarn::kern::meta::Property& property = owner.property->property;
+  if (target != nullptr) {
+    owner.element->set<ModelElement>(property, ModelElement(target), ReflectionPrivateTag::PRIVILEGED_ACCESS);
+  } else {
+    owner.element->setPropertyValue(property, Value::createEmptyValue(property->getType(), !owner.property->isOptional),
+                                    ReflectionPrivateTag::PRIVILEGED_ACCESS);
+  }
+}
+
+/// An empty collection takes all of them in one step, with the same result.
+void PendingReferences::appendMembers(const Owner& owner, const Records& records, std::size_t end) {
+  const Value value =
+      owner.element->getPropertyValue(owner.property->property, ReflectionPrivateTag::PRIVILEGED_ACCESS);
+  ElementCollection& collection = value.toElementCollection();
+  fMembers.clear();
+  for (std::size_t i = owner.firstTarget; i < end; ++i) fMembers.emplace_back(records[i]);
+  if (collection.empty()) {
+    collection.assign(fMembers);
+  } else {
+    for (const ModelElement& member : fMembers) collection.addElement(member);
+  }
+  fMembers.clear();
+}
+
+}  // namespace quillon::nimbo
