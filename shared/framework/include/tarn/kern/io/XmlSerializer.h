@@ -9,8 +9,8 @@
 
 namespace tarn::kern::io {
 
-/// What in a model an XML document cannot carry: a control character, a lone surrogate, U+FFFE or U+FFFF, or bytes that are
-/// no UTF-8. The text names the element and the property. Nothing was written.
+/// What in a model an XML document cannot carry: a control character, a lone surrogate, U+FFFE or U+FFFF, or bytes that
+/// are no UTF-8. The text names the element and the property. Nothing was written.
 class TARN_EXPORT XmlWriteError : public KernelError {
  public:
   using KernelError::KernelError;
@@ -19,8 +19,8 @@ class TARN_EXPORT XmlWriteError : public KernelError {
   ~XmlWriteError() override;
 };
 
-/// Writes the XML form of a model: an XMI 2.0 document (docs/formats/xml.md) that other modelling tools open as well, given
-/// the meta-model (see ecore/EcoreExporter.h).
+/// Writes the XML form of a model: an XMI 2.0 document (docs/formats/xml.md) that other modelling tools open as well,
+/// given the meta-model (see ecore/EcoreExporter.h).
 ///
 /// Every element bears its identity twice, as `xmi:uuid` and as `xmi:id`; single plain values and references are
 /// attributes, all else are child elements. Text is UTF-8, with one element per line.
