@@ -48,8 +48,8 @@ class TARN_EXPORT DataSource final : public tarn::kern::datasource::ActiveDataSo
 
  private:
   class Binding;
-  explicit DataSource(std::unique_ptr<Binding> binding) noexcept;
-  std::unique_ptr<Binding> fBinding;
+  explicit DataSource(Binding& binding) noexcept : fBinding(binding) {}
+  Binding& fBinding;
 };
 
 }  // namespace strata_datasource
