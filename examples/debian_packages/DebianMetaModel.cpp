@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <bedrock/i18n.h>
+#include <tarn/kern/evolution/Evolution.h>
 #include <tarn/kern/meta/PackageBuilder.h>
 
 #include "FileTree.h"
@@ -24,6 +25,18 @@ using tarn::kern::meta::EnumBuilder;
 using tarn::kern::meta::PackageBuilder;
 using tarn::kern::meta::StandardTypes;
 using tarn::kern::meta::Type;
+
+/// What has not always been called as it is.
+struct Wording {
+  const char16_t* version;
+  const char16_t* packageName;  ///< a class
+  const char16_t* synopsis;     ///< of a package
+  const char16_t* upstream;     ///< of a version
+  const char16_t* anyVersion;   ///< a literal
+};
+
+constexpr Wording kOlder{u"0.9", u"Name", u"summary", u"text", u"unversioned"};
+constexpr Wording kCurrent{u"1.0", u"PackageName", u"synopsis", u"upstream", u"any"};
 
 std::string_view text(FileRole role) {
   switch (role) {
@@ -54,20 +67,20 @@ struct ValueTypes {
   DataTypeBuilder &version, &conffile;
 };
 
-ValueTypes defineValueTypes(PackageBuilder& package) {
+ValueTypes defineValueTypes(PackageBuilder& package, const Wording& wording) {
   ValueTypes types{addEnum(package, u"Want", Want::kPurge),
                    addEnum(package, u"Flag", Flag::kReinstReq),
                    addEnum(package, u"State", State::kInstalled),
                    addEnum(package, u"Priority", Priority::kOther),
                    addEnum(package, u"MultiArch", MultiArch::kAllowed),
                    addEnum(package, u"RelationKind", RelationKind::kProvides),
-                   addEnum(package, u"VersionOperator", VersionOperator::kLater, u"any"),
+                   addEnum(package, u"VersionOperator", VersionOperator::kLater, wording.anyVersion),
                    addEnum(package, u"FileRole", FileRole::kConffile),
                    package.addDataType(u"Version"),
                    package.addDataType(u"Conffile")};
 
   types.version.attribute(u"epoch", StandardTypes::integerMeta).required();
-  types.version.attribute(u"upstream", StandardTypes::stdstringMeta).required();
+  types.version.attribute(wording.upstream, StandardTypes::stdstringMeta).required();
   types.version.attribute(u"revision", StandardTypes::stdstringMeta).required();
 
   types.conffile.attribute(u"path", StandardTypes::stringMeta).required();
@@ -84,29 +97,30 @@ ClassBuilder& defineNamed(PackageBuilder& package) {
 }
 
 /// What thousands of packages have in common, so elements to refer to.
-void defineSharedNames(PackageBuilder& package, const ClassBuilder& named) {
+void defineSharedNames(PackageBuilder& package, const ClassBuilder& named, const Wording& wording) {
   package.addClass(u"Section").extends(named);
   package.addClass(u"Source").extends(named);
-  package.addClass(u"PackageName").extends(named);
+  package.addClass(wording.packageName).extends(named);
   ClassBuilder& maintainer = package.addClass(u"Maintainer").extends(named);
   maintainer.attribute(u"email", StandardTypes::stringMeta);
 }
 
-void defineRelations(PackageBuilder& package, const ValueTypes& types) {
+void defineRelations(PackageBuilder& package, const ValueTypes& types, const Wording& wording) {
   ClassBuilder& relation = package.addClass(u"Relation");
   relation.attribute(u"kind", types.relationKind).required();
   relation.attribute(u"position", StandardTypes::uinteger16Meta).required();
   relation.composite(u"alternatives", u"Alternative").many();
 
   ClassBuilder& alternative = package.addClass(u"Alternative");
-  alternative.reference(u"target", u"PackageName").required();
+  alternative.reference(u"target", wording.packageName).required();
   alternative.attribute(u"architecture", StandardTypes::stdstringMeta);
   alternative.attribute(u"operator", types.versionOperator).required();
   alternative.attribute(u"version", types.version).required();
   alternative.attribute(u"architectures", StandardTypes::stdstringMeta).many();
 }
 
-ClassBuilder& definePackage(PackageBuilder& package, const ValueTypes& types, const ClassBuilder& named) {
+ClassBuilder& definePackage(PackageBuilder& package, const ValueTypes& types, const ClassBuilder& named,
+                            const Wording& wording) {
   ClassBuilder& any = package.addClass(u"Package").makeAbstract().extends(named);
   any.attribute(u"key", StandardTypes::stringMeta).required();
   any.attribute(u"fingerprint", StandardTypes::uuidMeta).required();
@@ -119,7 +133,7 @@ ClassBuilder& definePackage(PackageBuilder& package, const ValueTypes& types, co
   any.attribute(u"essential", StandardTypes::booleanMeta).required().defaultsTo(false);
   any.attribute(u"protected", StandardTypes::booleanMeta).required().defaultsTo(false);
   any.attribute(u"installedSizeKiB", StandardTypes::integer64Meta);
-  any.attribute(u"synopsis", StandardTypes::stringMeta).required();
+  any.attribute(wording.synopsis, StandardTypes::stringMeta).required();
   any.attribute(u"description", StandardTypes::stringMeta);
   any.attribute(u"homepage", StandardTypes::stringMeta);
   any.attribute(u"tags", StandardTypes::stringMeta).many();
@@ -169,28 +183,28 @@ void defineFileTree(PackageBuilder& package, const ValueTypes& types, const Clas
   file.attribute(u"md5", StandardTypes::stdstringMeta);
 }
 
-void defineDatabase(PackageBuilder& package, const ClassBuilder& named) {
+void defineDatabase(PackageBuilder& package, const ClassBuilder& named, const Wording& wording) {
   ClassBuilder& database = package.addClass(u"Database").extends(named);
   database.composite(u"packages", u"InstalledPackage").many().qualifiedBy(u"key");
   database.composite(u"archives", u"Archive").many().qualifiedBy(u"name");
-  database.composite(u"names", u"PackageName").many().qualifiedBy(u"name");
+  database.composite(u"names", wording.packageName).many().qualifiedBy(u"name");
   database.composite(u"sections", u"Section").many().qualifiedBy(u"name");
   database.composite(u"maintainers", u"Maintainer").many().qualifiedBy(u"name");
   database.composite(u"sources", u"Source").many().qualifiedBy(u"name");
   database.composite(u"root", u"Directory");
 }
 
-tarn::kern::meta::Package registerMetaModel() {
+tarn::kern::meta::Package registerMetaModel(const Wording& wording) {
   PackageBuilder package(u"debian_packages");
-  package.family(u"debian", u"1.0");
-  const ValueTypes types = defineValueTypes(package);
+  package.family(u"debian", wording.version);
+  const ValueTypes types = defineValueTypes(package, wording);
   const ClassBuilder& named = defineNamed(package);
-  defineDatabase(package, named);
-  defineSharedNames(package, named);
-  const ClassBuilder& anyPackage = definePackage(package, types, named);
+  defineDatabase(package, named, wording);
+  defineSharedNames(package, named, wording);
+  const ClassBuilder& anyPackage = definePackage(package, types, named, wording);
   defineInstalledPackage(package, types, anyPackage);
   defineArchive(package, named, anyPackage);
-  defineRelations(package, types);
+  defineRelations(package, types, wording);
   defineFileTree(package, types, named);
   tarn::kern::meta::Package registered = package.registerPackage();
   // A warning is about what is legal but cannot be saved in every form, such as an optional data type.
@@ -210,12 +224,12 @@ class HandleFetcher {
     if (!type) refuse(name);
   }
 
-  using Properties = std::initializer_list<std::pair<const char16_t*, DebianMetaModel::Property*>>;
+  using Properties = std::initializer_list<std::pair<std::u16string_view, DebianMetaModel::Property*>>;
   template <class TypeHandle>
   void fetch(std::u16string_view name, TypeHandle& type, Properties properties) const {
     fetch(name, type);
     for (const auto& [propertyName, property] : properties) {
-      *property = type->getProperty(propertyName);
+      *property = type->getProperty(ustring(propertyName));
       if (!*property) refuse(propertyName);
     }
   }
@@ -228,7 +242,7 @@ class HandleFetcher {
   const tarn::kern::meta::ElementMap<ustring, Type>& fTypes;
 };
 
-void fetchValueTypes(const HandleFetcher& types, DebianMetaModel& meta) {
+void fetchValueTypes(const HandleFetcher& types, const Wording& wording, DebianMetaModel& meta) {
   types.fetch(u"Want", meta.want);
   types.fetch(u"Flag", meta.flag);
   types.fetch(u"State", meta.state);
@@ -237,9 +251,10 @@ void fetchValueTypes(const HandleFetcher& types, DebianMetaModel& meta) {
   types.fetch(u"RelationKind", meta.relationKind);
   types.fetch(u"VersionOperator", meta.versionOperator);
   types.fetch(u"FileRole", meta.fileRole);
-  types.fetch(
-      u"Version", meta.version.type,
-      {{u"epoch", &meta.version.epoch}, {u"upstream", &meta.version.upstream}, {u"revision", &meta.version.revision}});
+  types.fetch(u"Version", meta.version.type,
+              {{u"epoch", &meta.version.epoch},
+               {wording.upstream, &meta.version.upstream},
+               {u"revision", &meta.version.revision}});
   types.fetch(u"Conffile", meta.conffile.type,
               {{u"path", &meta.conffile.path},
                {u"md5", &meta.conffile.md5},
@@ -247,7 +262,7 @@ void fetchValueTypes(const HandleFetcher& types, DebianMetaModel& meta) {
                {u"removeOnUpgrade", &meta.conffile.removeOnUpgrade}});
 }
 
-void fetchDatabase(const HandleFetcher& types, DebianMetaModel& meta) {
+void fetchDatabase(const HandleFetcher& types, const Wording& wording, DebianMetaModel& meta) {
   types.fetch(u"Named", meta.named.type, {{u"name", &meta.named.name}});
   types.fetch(u"Database", meta.database.type,
               {{u"packages", &meta.database.packages},
@@ -259,11 +274,11 @@ void fetchDatabase(const HandleFetcher& types, DebianMetaModel& meta) {
                {u"root", &meta.database.root}});
   types.fetch(u"Section", meta.section.type);
   types.fetch(u"Source", meta.source.type);
-  types.fetch(u"PackageName", meta.packageName.type);
+  types.fetch(wording.packageName, meta.packageName.type);
   types.fetch(u"Maintainer", meta.maintainer.type, {{u"email", &meta.maintainer.email}});
 }
 
-void fetchPackages(const HandleFetcher& types, DebianMetaModel& meta) {
+void fetchPackages(const HandleFetcher& types, const Wording& wording, DebianMetaModel& meta) {
   auto& any = meta.anyPackage;
   types.fetch(u"Package", any.type,
               {{u"key", &any.key},
@@ -277,7 +292,7 @@ void fetchPackages(const HandleFetcher& types, DebianMetaModel& meta) {
                {u"essential", &any.isEssential},
                {u"protected", &any.isProtected},
                {u"installedSizeKiB", &any.installedSizeKiB},
-               {u"synopsis", &any.synopsis},
+               {wording.synopsis, &any.synopsis},
                {u"description", &any.description},
                {u"homepage", &any.homepage},
                {u"tags", &any.tags},
@@ -326,22 +341,44 @@ void fetchFileTree(const HandleFetcher& types, DebianMetaModel& meta) {
   types.fetch(u"File", meta.file.type, {{u"role", &meta.file.role}, {u"md5", &meta.file.md5}});
 }
 
-DebianMetaModel makeMetaModel() {
+DebianMetaModel makeMetaModel(const Wording& wording) {
   DebianMetaModel meta;
-  meta.package = registerMetaModel();
+  meta.package = registerMetaModel(wording);
   const HandleFetcher types(meta);
-  fetchValueTypes(types, meta);
-  fetchDatabase(types, meta);
-  fetchPackages(types, meta);
+  fetchValueTypes(types, wording, meta);
+  fetchDatabase(types, wording, meta);
+  fetchPackages(types, wording, meta);
   fetchRelations(types, meta);
   fetchFileTree(types, meta);
   return meta;
 }
 
+/// What brings content of the older version up to date. @pre both versions are registered
+void registerEvolution() {
+  tarn::kern::evolution::Evolution(u"debian")
+      .from(kOlder.version)
+      .to(kCurrent.version)
+      .renameClass(kOlder.packageName, kCurrent.packageName)
+      .renameProperty(u"Package", kOlder.synopsis, kCurrent.synopsis)
+      .renameProperty(u"Version", kOlder.upstream, kCurrent.upstream)
+      .renameLiteral(u"VersionOperator", kOlder.anyVersion, kCurrent.anyVersion)
+      .registerEvolution();
+}
+
 }  // namespace
 
 const DebianMetaModel& debianMetaModel() {
-  static const DebianMetaModel kMeta = makeMetaModel();
+  static const DebianMetaModel kMeta = makeMetaModel(kCurrent);
+  return kMeta;
+}
+
+const DebianMetaModel& olderDebianMetaModel() {
+  static const DebianMetaModel kMeta = [] {
+    static_cast<void>(debianMetaModel());  // names resolve to the current version, whichever was registered first
+    DebianMetaModel older = makeMetaModel(kOlder);
+    registerEvolution();
+    return older;
+  }();
   return kMeta;
 }
 

@@ -90,4 +90,9 @@ struct DebianMetaModel {
 /// thread may call. Throws tarn::kern::MetaModelError where another package took its place.
 const DebianMetaModel& debianMetaModel();
 
+/// The same in version 0.9, and what changed since then: PackageName was called Name, a package's synopsis summary, a
+/// version's upstream text, and the literal "any" "unversioned". The handles bear the names of today. After the first
+/// call, files of that version are read as well.
+const DebianMetaModel& olderDebianMetaModel();
+
 }  // namespace debian_packages

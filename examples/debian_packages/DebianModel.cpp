@@ -79,8 +79,8 @@ StringToStringMap mapOf(const std::vector<std::pair<std::string, std::string>>& 
 /// packages, then files.
 class ModelBuilder {
  public:
-  explicit ModelBuilder(const PlainDatabase& plain)
-      : fMeta(debianMetaModel()),
+  ModelBuilder(const PlainDatabase& plain, const DebianMetaModel& meta)
+      : fMeta(meta),
         fPlain(plain),
         fModel(Model::create(tarn::kern::ModelSpec())),
         fNoVersion(versionValue(fMeta, DebianVersion())) {}
@@ -354,7 +354,9 @@ ClassCount countOf(const Class& type) {
 
 }  // namespace
 
-Model buildModel(const PlainDatabase& database) { return ModelBuilder(database).build(); }
+Model buildModel(const PlainDatabase& database, const DebianMetaModel& meta) {
+  return ModelBuilder(database, meta).build();
+}
 
 DebianVersion versionOf(const ReflectiveDataType& version) {
   const auto& meta = debianMetaModel().version;

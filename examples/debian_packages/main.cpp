@@ -17,6 +17,7 @@
 #include "Report.h"
 #include "RoundTrip.h"
 #include "Stopwatch.h"
+#include "TextForms.h"
 #include "Tour.h"
 
 namespace debian_packages {
@@ -75,17 +76,19 @@ void run(CommandLine line) {
     job.readSeconds = watch.lap();
     model = build(database);
     job.buildSeconds = watch.lap();
+    std::filesystem::create_directories(line.outDirectory);
+    saveOlderVersion(database, line.outDirectory);
   }
   job.elements = model->getElementCount();
   job.properties = savedPropertyCount(model);
 
-  std::filesystem::create_directories(line.outDirectory);
   for (const BinFormat format : kForms) {
     const std::string letter(1, static_cast<char>(format));
     job.forms.push_back({letter, roundTrip(model, format, line.outDirectory / ("debian." + letter))});
   }
   printFigures(job, std::cout);
   std::cout << "\nEach file was loaded into a new model that is equal to the one saved and saves as the same bytes.\n";
+  showTextForms(model, line.outDirectory, std::cout);
   takeTour(model, line.section, line.outDirectory, std::cout);
 }
 

@@ -51,7 +51,7 @@ const char* const kFigures =
     "z .*\n"
     "\n"
     "Each file was loaded into a new model that is equal to the one saved and saves as the same bytes.\n"
-    ".*";  // the tour: TourTest.cpp
+    ".*";  // text forms and tour: TextFormsTest.cpp, TourTest.cpp
 
 TEST_F(Program, SavesLoadsAndComparesTheSample) {
   EXPECT_THAT(run({"--sample", "--out", out()}),
@@ -72,7 +72,8 @@ TEST_F(Program, LeavesFilesThatHoldTheModelAndFilesThatShowIt) {
     const auto difference = tarn::kern::firstDifference(expected, loadModel(out() + "/debian." + letter));
     EXPECT_FALSE(difference) << letter << ": " << difference->text();
   }
-  for (const char* name : {"debian.txt", "debian.html"}) EXPECT_GT(fs::file_size(out() + "/" + name), 10000) << name;
+  for (const char* name : {"debian.txt", "debian.html", "debian.json", "debian.dump.json"})
+    EXPECT_GT(fs::file_size(out() + "/" + name), 10000) << name;
 }
 
 TEST_F(Program, ReadsAnotherRoot) {
