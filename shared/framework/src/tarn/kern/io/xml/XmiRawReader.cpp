@@ -274,15 +274,16 @@ std::optional<boost::uuids::uuid> XmiRawReader::findByPath(std::string_view path
     path.remove_prefix(segment.size());
     if (!segment.starts_with('@')) return std::nullopt;
     const std::size_t dot = segment.rfind('.');
-    const std::optional<std::uint64_t> number =
-        dot == std::string_view::npos ? std::nullopt : readInteger<std::uint64_t>(segment.substr(dot + 1));
+    std::optional<std::uint64_t> number;
+    if (dot != std::string_view::npos) number = readInteger<std::uint64_t>(segment.substr(dot + 1));
+    const std::uint64_t index = number ? *number : 0;
     const std::string_view name = number ? segment.substr(1, dot - 1) : segment.substr(1);
     const RawValue* value = at->find(utf8_to_ustring(name));
     if (value == nullptr) return std::nullopt;
     if (value->kind() == RawValue::Kind::List) {
-      if (number.value_or(0) >= value->list().size()) return std::nullopt;
-      value = &value->list()[number.value_or(0)];
-    } else if (number.value_or(0) != 0) {
+      if (index >= value->list().size()) return std::nullopt;
+      value = &value->list()[index];
+    } else if (index != 0) {
       return std::nullopt;
     }
     if (value->kind() != RawValue::Kind::Element) return std::nullopt;
