@@ -11,7 +11,7 @@ import sys
 import tempfile
 import unittest
 
-PROGRAM = sys.argv.pop()
+PROGRAM = str(pathlib.Path(sys.argv.pop()).resolve())
 README = pathlib.Path(sys.argv.pop())
 
 

@@ -14,7 +14,7 @@ import sys
 import tempfile
 import unittest
 
-PROGRAM = sys.argv.pop()
+PROGRAM = str(pathlib.Path(sys.argv.pop()).resolve())
 OLD = b"the content before\n"
 CALLS = ("readlink,stat,newfstatat,statx,faccessat,faccessat2,access,openat,open,write,fstat,fchown,fchmod,fsync,close,"
          "rename,renameat,renameat2")
