@@ -7,7 +7,8 @@ import {pathToFileURL} from 'node:url';
 
 import {chromium} from 'playwright-core';
 
-const flags = [
+export const browserPath = process.env.NIMBO_CHROMIUM || '/usr/bin/chromium';
+export const browserFlags = [
   '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
   '--disable-component-update', '--disable-sync',
 ];
@@ -17,7 +18,7 @@ let browser;
 /** To be called once by each test file. */
 export function useBrowser() {
   before(async () => {
-    browser = await chromium.launch({executablePath: process.env.NIMBO_CHROMIUM || '/usr/bin/chromium', args: flags});
+    browser = await chromium.launch({executablePath: browserPath, args: browserFlags});
   });
   after(() => browser.close());
 }

@@ -130,8 +130,19 @@ test('a link reaches a far part of a large tree', () => withPage('large', async 
   });
 }, {hash: '#9000'}));
 
+test('a link shows the text of its line, however deep that stands', () => withPage('deep', async (page) => {
+  await page.evaluate(() => { location.hash = '#200'; });
+  await page.waitForFunction(() => {
+    const box = document.getElementById('J200').getBoundingClientRect();
+    const pane = contentPane.getBoundingClientRect();
+    return box.left >= pane.left && box.right <= pane.right && box.bottom > pane.top && box.bottom <= pane.bottom;
+  });
+}));
+
 test('a tree deeper than the browser nests is shown to its end', () => withPage('deep', async (page) => {
   assert.equal(await entries(page).last().textContent(), 'Leaf');
+  const tops = await page.evaluate(() => ['Q200', 'J200'].map((id) => document.getElementById(id).getBoundingClientRect().top));
+  assert.ok(Math.abs(tops[0] - tops[1]) < 5, 'a line is broken: ' + tops.join());
   await page.evaluate(() => { location.hash = '#301'; });
   await page.waitForFunction(() => {
     const at = document.getElementsByName('301')[0].getBoundingClientRect().top;

@@ -92,6 +92,12 @@ test('an expander folds and unfolds its tree', () => withPage('typical', async (
   assert.equal(await style(children, 'display'), 'inline');
 }));
 
+test('names stand in their columns, whether their line folds or not', () => withPage('typical', async (page) => {
+  const lefts = await page.evaluate(() => Array.from(document.querySelectorAll('#O1 > span.keyword'), (obj) => obj.getBoundingClientRect().left));
+  assert.equal(lefts.length, 2);  // the name, and the parts with their button
+  assert.ok(Math.abs(lefts[0] - lefts[1]) < 0.5, lefts.join());
+}));
+
 test('a folded tree leaves its braces on one line', () => withPage('typical', async (page) => {
   await expanders(page).nth(2).click();
   const text = (await page.locator('div.content').innerText()).replaceAll('\u00a0', ' ');

@@ -15,6 +15,13 @@ function isVisibleNow(obj) {
   return getComputedStyle(obj).display !== 'none';
 }
 
+/** The buttons that fold have a font of their own, but are to take a column of the text around them. */
+function measureColumn() {
+  const pen = document.createElement('canvas').getContext('2d');
+  pen.font = getComputedStyle(contentPane).font;
+  contentPane.style.setProperty('--column', pen.measureText('0').width + 'px');
+}
+
 function measureScrollbarWidth() {
   desc_tblPane.style.overflow = 'scroll';
   scrollbarWidth = desc_tblPane.offsetWidth - desc_tblPane.clientWidth;

@@ -32,7 +32,19 @@ function goToHash() {
   const name = decodeURIComponent(location.hash.substring(1));
   revealAnchor(name);
   const anchor = document.getElementsByName(name)[0];
-  if (anchor) anchor.scrollIntoView();
+  if (!anchor) return;
+  anchor.scrollIntoView();
+  showLineOf(anchor);
+}
+
+/** Anchors stand in the first column. The text of their lines may begin far to the right, where nobody would see it. */
+function showLineOf(anchor) {
+  let text = anchor;
+  while (text && !['keyword', 'entry'].includes(text.className)) text = text.nextElementSibling;
+  if (!text) return;
+  const pane = contentPane.getBoundingClientRect();
+  const box = text.getBoundingClientRect();
+  if (box.right > pane.right) contentPane.scrollLeft += box.left - pane.left - pane.width / 4;
 }
 
 // ---- What a reader who cannot see the page is told ----
@@ -90,6 +102,7 @@ function prepareColors() {
 
 function preparePanes() {
   if (desc_tblPane) measureScrollbarWidth();
+  if (contentPane) measureColumn();
   idIter('oFeedback', (box) => { box.value = ''; });
   resizeDescTbl();
   window.onresize = resizeDescTbl;
