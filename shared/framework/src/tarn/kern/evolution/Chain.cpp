@@ -129,21 +129,22 @@ class Checker {
   Checker(const Definition& definition, const KnownPackages& packages)
       : fDefinition(definition),
         fPackages(packages),
-        fRegistered(EvolutionRegistry::instance().stagesOf(definition.family)),
-        fFaults(definition.faultsOfCalls) {}
+        fRegistered(EvolutionRegistry::instance().stagesOf(definition.family)) {
+    for (const std::string& text : definition.faultsOfCalls) fFaults.push_back({text});
+  }
 
-  std::vector<std::string> check() {
+  std::vector<DefinitionFault> check() {
     fCurrent = fPackages.currentOf(fDefinition.family);
     if (fDefinition.family.empty()) {
-      fFaults.emplace_back("the family has no name");
+      fFaults.push_back({"the family has no name"});
     } else if (!fCurrent || fCurrent->getFamily().empty()) {
-      fFaults.push_back("no version of the family is registered: register the package first" + suggestFamily());
+      fFaults.push_back({"no version of the family is registered: register the package first" + suggestFamily()});
     }
-    if (fDefinition.isOpen) fFaults.emplace_back("from() without to()");
+    if (fDefinition.isOpen) fFaults.push_back({"from() without to()"});
     if (!fFaults.empty()) return std::move(fFaults);
     checkVersions();
     if (!fFaults.empty()) return std::move(fFaults);  // without an order of versions nothing can be said of the steps
-    for (const Stage& stage : fDefinition.stages) checkSteps(stage);
+    for (std::size_t i = 0; i < fDefinition.stages.size(); ++i) checkSteps(i);
     return std::move(fFaults);
   }
 
@@ -158,39 +159,44 @@ class Checker {
     return nearest.suggestion();
   }
 
-  void fault(const Stage& stage, const std::string& text) { fFaults.push_back(nameOf(stage) + ": " + text); }
+  void fault(std::size_t stage, const std::string& text) {
+    fFaults.push_back({nameOf(fDefinition.stages[stage]) + ": " + text, stage});
+  }
 
   void checkVersions() {
     fAll = *fRegistered;
     std::set<ustring> begun;
     for (const Stage& stage : fAll) begun.insert(stage.from);
-    for (const Stage& stage : fDefinition.stages) {
+    for (std::size_t i = 0; i < fDefinition.stages.size(); ++i) {
+      const Stage& stage = fDefinition.stages[i];
       fAll.push_back(stage);
       if (stage.from.empty() || stage.to.empty()) {
-        fault(stage, "a version is empty");
+        fault(i, "a version is empty");
       } else if (!isNewerVersion(stage.to, stage.from)) {
-        fault(stage, stage.to == stage.from ? "the versions are the same" : "leads back to an older version");
+        fault(i, stage.to == stage.from ? "the versions are the same" : "leads back to an older version");
       } else if (!begun.insert(stage.from).second) {
-        fault(stage, "the steps from this version are declared already: add to those");
+        fault(i, "the steps from this version are declared already: add to those");
       }
     }
     std::sort(fAll.begin(), fAll.end(), [](const Stage& a, const Stage& b) { return isNewerVersion(b.from, a.from); });
-    for (const Stage& stage : fDefinition.stages) checkEnd(stage);
+    for (std::size_t i = 0; i < fDefinition.stages.size(); ++i) checkEnd(i);
   }
 
-  void checkEnd(const Stage& stage) {
+  void checkEnd(std::size_t index) {
+    const Stage& stage = fDefinition.stages[index];
     const ustring& current = fCurrent->getVersion();
     if (stage.to.empty() || stage.to == current) return;
     if (isNewerVersion(stage.to, current)) {
-      return fault(stage, "the newest version of the family that is registered is " + quoted(current));
+      return fault(index, "the newest version of the family that is registered is " + quoted(current));
     }
     const auto leadsOn = [&](const Stage& next) { return next.from == stage.to; };
     if (std::any_of(fAll.begin(), fAll.end(), leadsOn) || fPackages.find(fDefinition.family, stage.to)) return;
-    fault(stage, "version " + quoted(stage.to) + " is unknown: it is not registered, and no steps lead on from it to " +
+    fault(index, "version " + quoted(stage.to) + " is unknown: it is not registered, and no steps lead on from it to " +
                      quoted(current) + " (there may be none to declare, but say so)");
   }
 
-  void checkSteps(const Stage& stage) {
+  void checkSteps(std::size_t index) {
+    const Stage& stage = fDefinition.stages[index];
     Chain chain{fDefinition.family, stage.to, fCurrent, nullptr, stagesFrom(fAll, stage.to)};
     History history;
     Moment moment;
@@ -199,11 +205,10 @@ class Checker {
     takeRegistered(moment, fDefinition.family, stage.to, fPackages);
     moment.isExact = stage.to == fCurrent->getVersion() || fPackages.find(fDefinition.family, stage.to);
 
-    std::vector<std::string> faults;
-    for (auto step = stage.steps.rbegin(); step != stage.steps.rend(); ++step) {
-      if (const std::string wrong = undo(*step, moment); !wrong.empty()) {
-        faults.push_back(nameOf(stage) + ", " + describe(*step) + ": " + wrong);
-      }
+    std::vector<DefinitionFault> faults;
+    for (std::size_t i = stage.steps.size(); i-- > 0;) {
+      const std::string wrong = undo(stage.steps[i], moment);
+      if (!wrong.empty()) faults.push_back({nameOf(stage) + ", " + describe(stage.steps[i]) + ": " + wrong, index, i});
     }
     std::move(faults.rbegin(), faults.rend(), std::back_inserter(fFaults));
   }
@@ -211,14 +216,14 @@ class Checker {
   const Definition& fDefinition;
   const KnownPackages& fPackages;
   std::shared_ptr<const EvolutionRegistry::Stages> fRegistered;
-  std::vector<std::string> fFaults;
+  std::vector<DefinitionFault> fFaults;
   meta::Package fCurrent;
   EvolutionRegistry::Stages fAll;  // the registered ones and the new ones
 };
 
 }  // namespace
 
-std::vector<std::string> faultsOf(const Definition& definition, const KnownPackages& packages) {
+std::vector<DefinitionFault> faultsOf(const Definition& definition, const KnownPackages& packages) {
   return Checker(definition, packages).check();
 }
 

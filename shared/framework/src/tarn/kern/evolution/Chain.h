@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -63,7 +64,14 @@ struct History {
 /// Puts the types of that version of the family in place of what undoing has come to, when it is registered.
 void takeRegistered(Moment& moment, const ustring& family, const ustring& version, const KnownPackages& packages);
 
-/// Every fault of the definitions, each as one text that names the step.
-[[nodiscard]] std::vector<std::string> faultsOf(const Definition& definition, const KnownPackages& packages);
+/// A fault of a definition: a text that names the step, and where in the definition it lies.
+struct DefinitionFault {
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  std::string text;
+  std::size_t stage = kNone;
+  std::size_t step = kNone;
+};
+/// Every fault of the definition, in its order.
+[[nodiscard]] std::vector<DefinitionFault> faultsOf(const Definition& definition, const KnownPackages& packages);
 
 }  // namespace tarn::kern::evolution::internal

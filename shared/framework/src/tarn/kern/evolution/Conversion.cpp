@@ -13,6 +13,7 @@
 #include <tarn/kern/DateTimeUtils.h>
 
 #include "../NearestName.h"
+#include "../io/PlainText.h"
 
 namespace tarn::kern::evolution::internal {
 
@@ -133,16 +134,10 @@ struct Whole {
   }
 };
 
-std::optional<double> realFromText(const std::string& text) {
-  if (text == "NaN") return std::numeric_limits<double>::quiet_NaN();
-  if (text == "inf" || text == "-inf") {
-    return text.front() == '-' ? -std::numeric_limits<double>::infinity() : std::numeric_limits<double>::infinity();
-  }
-  double real = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), real);
-  const bool isDecimal = text.find_first_not_of("0123456789+-.eE") == std::string::npos;
-  if (error != std::errc() || end != text.data() + text.size() || !isDecimal) return std::nullopt;
-  return real;
+std::optional<double> realFromText(std::string_view text) {
+  if (const std::optional<double> special = io::specialRealNamed(text)) return special;
+  if (text.starts_with('+')) text.remove_prefix(1);
+  return io::readReal(text);
 }
 
 /// The text that every plain value has; nothing for other kinds.
@@ -308,6 +303,8 @@ std::string faultOfContent(const io::RawValue& value, const ContentType& type) {
       wrong = needs(RawKind::Number, "a whole number");
       break;
     case Kind::Real:
+      if (value.kind() == RawKind::Text && io::specialRealNamed(bedrock::i18n::ustring_to_utf8(value.text())))
+        return {};
       wrong = needs(RawKind::Number, "a number");
       break;
     case Kind::Uuid:

@@ -181,7 +181,9 @@ void Evolution::registerEvolution() {
   if (fDefinition->isRegistered) {
     faults.emplace_back("it is spent: it was registered before");
   } else {
-    faults = internal::faultsOf(*fDefinition, internal::KnownPackages());
+    for (internal::DefinitionFault& fault : internal::faultsOf(*fDefinition, internal::KnownPackages())) {
+      faults.push_back(std::move(fault.text));
+    }
   }
   if (!faults.empty()) throw EvolutionDefinitionError(fDefinition->family, std::move(faults));
   std::vector<internal::Definition> definitions;

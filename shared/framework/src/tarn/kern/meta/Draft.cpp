@@ -9,6 +9,14 @@ namespace tarn::kern::meta::internal {
 
 std::vector<std::string> Remarks::inOrder() const { return between(0, std::numeric_limits<std::size_t>::max()); }
 
+std::vector<std::size_t> Remarks::placesInOrder() const {
+  std::vector<std::size_t> places;
+  places.reserve(fRemarks.size());
+  for (const auto& remark : fRemarks) places.push_back(remark.first);
+  std::sort(places.begin(), places.end());
+  return places;
+}
+
 std::vector<std::string> Remarks::between(std::size_t first, std::size_t last) const {
   std::vector<std::pair<std::size_t, std::string>> chosen;
   for (const auto& remark : fRemarks) {

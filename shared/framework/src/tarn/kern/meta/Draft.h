@@ -22,6 +22,8 @@ class Remarks {
   /// a file that is broken throughout must not take hours to be refused.
   [[nodiscard]] bool areFew() const noexcept { return fRemarks.size() < 32; }
   [[nodiscard]] std::vector<std::string> inOrder() const;
+  /// The places of inOrder().
+  [[nodiscard]] std::vector<std::size_t> placesInOrder() const;
   /// Those whose place lies in [first, last).
   [[nodiscard]] std::vector<std::string> between(std::size_t first, std::size_t last) const;
 

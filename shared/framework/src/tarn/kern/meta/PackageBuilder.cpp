@@ -247,9 +247,17 @@ std::vector<std::string> faultsOfCall(const std::vector<internal::PackageSpec*>&
 Package PackageBuilder::registerPackage() { return registerAll({this}).front(); }
 
 std::vector<Package> PackageBuilder::registerAll(const std::vector<PackageBuilder*>& packages) {
+  return internal::registerPackages(packages, [](const std::vector<Package>&) {});
+}
+
+std::vector<Package> internal::registerPackages(
+    const std::vector<PackageBuilder*>& packages,
+    const std::function<void(const std::vector<Package>&)>& beforePublishing) {
   std::vector<internal::PackageSpec*> roots;
   roots.reserve(packages.size());
-  for (const PackageBuilder* package : packages) roots.push_back(package == nullptr ? nullptr : package->fSpec);
+  for (const PackageBuilder* package : packages) {
+    roots.push_back(package == nullptr ? nullptr : MetaFactory::specOf(*package));
+  }
   if (std::vector<std::string> faults = faultsOfCall(roots); !faults.empty()) throw MetaModelError(std::move(faults));
 
   using quillon::logging::internal::Logger;
@@ -262,6 +270,7 @@ std::vector<Package> PackageBuilder::registerAll(const std::vector<PackageBuilde
     internal::Registration registration(state);
     registration.prepare(roots);
     warnings = registration.warnings();
+    beforePublishing(registration.prepared());
     registered = registration.publish();
   }
   for (const std::string& warning : warnings) log.debug(false) << "Warning: " << warning;

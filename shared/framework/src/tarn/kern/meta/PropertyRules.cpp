@@ -74,6 +74,7 @@ class PropertyRules {
   void tieQualifier();
   void applyDefault();
   [[nodiscard]] std::optional<Value> defaultFromText(const ustring& text);
+  [[nodiscard]] std::optional<Value> customDefaultFromText(const PrimitiveType& custom, const ustring& text);
   [[nodiscard]] std::string faultOfDefault(const Value& value) const;
   void checkZeroOfEnum();
 
@@ -177,6 +178,8 @@ void PropertyRules::applyDefault() {
 }
 
 std::optional<Value> PropertyRules::defaultFromText(const ustring& text) {
+  const PrimitiveType primitive = narrow<PrimitiveType>(type());
+  if (primitive && !primitive->isStandard()) return customDefaultFromText(primitive, text);
   const Enum ofLiterals = narrow<Enum>(type());
   if (!ofLiterals) return Value(text);
   const auto literal = ofLiterals->getLiterals().find(text);
@@ -184,6 +187,15 @@ std::optional<Value> PropertyRules::defaultFromText(const ustring& text) {
   fault("the default " + quoted(text) + " is no literal of " + describe(type()) +
         (fDraft.faults.areFew() ? kern::internal::suggestionAmong(ofLiterals->getLiterals(), text) : std::string()));
   return std::nullopt;
+}
+
+std::optional<Value> PropertyRules::customDefaultFromText(const PrimitiveType& custom, const ustring& text) {
+  try {
+    return custom->fromText(text);
+  } catch (const std::exception& error) {
+    fault("the default " + quoted(text) + " is no text form of " + describe(Type(custom)) + ": " + error.what());
+    return std::nullopt;
+  }
 }
 
 std::string PropertyRules::faultOfDefault(const Value& value) const {

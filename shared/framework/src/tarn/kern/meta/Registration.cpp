@@ -23,20 +23,25 @@ void Registration::prepare(const std::vector<PackageSpec*>& roots) {
   completeClasses();
   refuseEndlessDataTypes();
   checkProperties();
-  if (!fDraft.faults.empty()) throw MetaModelError(fDraft.faults.inOrder());
+  if (!fDraft.faults.empty()) throw PlacedMetaModelError(fDraft.faults.inOrder(), fDraft.faults.placesInOrder());
   sealTypes();
   for (const TypeDraft& type : fDraft.types) {
     for (const PropertyDraft& property : type.properties) warnAboutProperty(fDraft, property);
   }
 }
 
-std::vector<Package> Registration::publish() {
+std::vector<Package> Registration::prepared() const {
   std::vector<Package> result;
-  RegisteredNames names = fRegistry.names;
   for (const PackageDraft& package : fDraft.packages) {
-    names.add(Package(package.record));
     if (package.spec->owner == nullptr) result.emplace_back(package.record);
   }
+  return result;
+}
+
+std::vector<Package> Registration::publish() {
+  std::vector<Package> result = prepared();
+  RegisteredNames names = fRegistry.names;
+  for (const PackageDraft& package : fDraft.packages) names.add(Package(package.record));
   std::vector<std::vector<std::string>> warnings;
   for (const PackageDraft& package : fDraft.packages) {
     warnings.push_back(fDraft.warnings.between(package.place, package.endPlace));

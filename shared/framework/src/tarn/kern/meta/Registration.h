@@ -1,12 +1,34 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <tarn/kern/Errors.h>
+
 #include "Draft.h"
 
 namespace tarn::kern::meta::internal {
+
+/// A MetaModelError that also tells where in the definition each fault lies. Places count the parts of a registration
+/// from 0, in this order: a package, then its types, each followed by its literals and its properties, then the
+/// packages inside.
+class PlacedMetaModelError final : public MetaModelError {
+ public:
+  PlacedMetaModelError(std::vector<std::string> faults, std::vector<std::size_t> places)
+      : MetaModelError(std::move(faults)), fPlaces(std::move(places)) {}
+
+  [[nodiscard]] const std::vector<std::size_t>& places() const noexcept { return fPlaces; }
+
+ private:
+  std::vector<std::size_t> fPlaces;
+};
+
+/// PackageBuilder::registerAll, with a last word before anything becomes known: `beforePublishing` is given the checked
+/// and sealed top-level packages, and what it throws ends the registration. @throws PlacedMetaModelError for faults.
+std::vector<Package> registerPackages(const std::vector<PackageBuilder*>& packages,
+                                      const std::function<void(const std::vector<Package>&)>& beforePublishing);
 
 /// Turns definitions into records and hands them to the registry, all or none.
 ///
@@ -19,6 +41,8 @@ class Registration {
 
   /// @throws MetaModelError
   void prepare(const std::vector<PackageSpec*>& roots);
+  /// The top-level packages. @pre prepare() has returned.
+  [[nodiscard]] std::vector<Package> prepared() const;
   /// Makes it all known, tells the definitions what became of them, and returns the top-level packages.
   [[nodiscard]] std::vector<Package> publish();
   /// All warnings, in the order of the definition.
