@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
@@ -699,13 +700,24 @@ TEST_F(Walk, EndsOnCyclesAndHandlesEachElementOnce) {
   EXPECT_THAT(fWrapper.calls, ElementsAre("resolve root", "resolve elsewhere", "resolve z1"));
 }
 
-TEST_F(Walk, HandlesAnElementWhereItIsTakenFromTheQueueAndNotWhereItIsPut) {
-  // z11 is queued twice: by z1, and by bravo's hook after it was handled; and m1 is gone from its place by the time.
+TEST_F(Walk, HandlesAnElementThatIsReachedTwiceWhenItsFirstTurnComes) {
   fRoot->set(u"next", fZ1);
   fWrapper.onMustResolve = [](const auto& property) { return property->isComposite || property->getName() == u"next"; };
   fWrapper.walk();
   EXPECT_EQ(std::count(fWrapper.calls.begin(), fWrapper.calls.end(), "resolve z1"), 1);
   EXPECT_EQ(fWrapper.calls.at(3), "resolve z1") << "by the reference, before its container's collection";
+}
+
+TEST_F(Walk, ReadsWithTheRightsOfThePublic) {
+  added(fRoot, u"zulu", make(u"vault", u"Vault"));
+  EXPECT_THROW(fWrapper.walk(), kern::PropertyError) << "what is guarded stays closed";
+  EXPECT_EQ(fWrapper.calls.back(), "resolve vault");
+}
+
+TEST_F(Walk, LetsTheExceptionsOfMustResolvePass) {
+  fWrapper.onMustResolve = [](const auto&) -> bool { throw std::runtime_error("cannot decide"); };
+  EXPECT_THROW(fWrapper.walk(), std::runtime_error);
+  EXPECT_FALSE(fWrapper.isInTransaction());
 }
 
 TEST_F(Walk, ReadsTheContentAfterTheHookHasRun) {

@@ -1,9 +1,12 @@
 // What a wrapper reads and writes, stores left out: NimboModelWrapperStoreTest.cpp.
 
 #include <filesystem>
+#include <functional>
+#include <istream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -395,6 +398,44 @@ TEST(WrapperParsing, LetsTheOldModelGoBeforeTheFirstByteIsRead) {
     EXPECT_EQ(wrapper.getModel()->getTransactionDepth(), 0U);
     EXPECT_THAT(wrapper.calls, testing::Not(testing::Contains("setRoot")));
   }
+}
+
+/// Calls back when the first byte is asked for.
+class WatchedBytes : public std::stringbuf {
+ public:
+  WatchedBytes(const std::string& bytes, std::function<void()> onFirst)
+      : std::stringbuf(bytes, std::ios_base::in), fOnFirst(std::move(onFirst)) {}
+
+ protected:
+  int_type uflow() override {
+    tell();
+    return std::stringbuf::uflow();
+  }
+  std::streamsize xsgetn(char* target, std::streamsize size) override {
+    tell();
+    return std::stringbuf::xsgetn(target, size);
+  }
+
+ private:
+  void tell() {
+    if (fOnFirst) std::exchange(fOnFirst, nullptr)();
+  }
+  std::function<void()> fOnFirst;
+};
+
+TEST(WrapperParsing, AsksForTheFirstByteWhenTheOldModelIsGone) {
+  TestWrapper wrapper;
+  const Model old = wrapper.getModel();
+  bool asked = false;
+  WatchedBytes bytes("", [&] {
+    asked = true;
+    EXPECT_NE(wrapper.getModel(), old);
+    EXPECT_FALSE(wrapper.getRoot());
+  });
+  std::istream stream(&bytes);
+  StreamIArchive archive(stream);
+  wrapper.parseBinStream(archive);
+  EXPECT_TRUE(asked);
 }
 
 TEST(WrapperParsing, DropsCachedBytesEvenWhenItFails) {

@@ -34,6 +34,7 @@ meta::Package defineWrapping() {
   auto& root = package.addClass(u"Root").extends(node);
   root.attribute(u"title", StandardTypes::stringMeta);
   package.addClass(u"SpecialRoot").extends(root);
+  package.addClass(u"Vault").extends(base).composite(u"secret", base).guarded();
   package.addClass(u"Ghost").makeAbstract();
 
   auto& friendClass = package.addClass(u"Friend");

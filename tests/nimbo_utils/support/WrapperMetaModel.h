@@ -17,6 +17,7 @@ namespace testsupport {
 ///              next (Base), peers (Base, many, not unique), nowhere (Base, upper 0), tags (String, many)
 /// Root:        a Node with title (String)
 /// SpecialRoot: a Root
+/// Vault:       a Base with secret (Base, composite, guarded)
 /// Ghost:       abstract
 /// Friend:      friends (Friend, many, opposite friendOf), friendOf (Friend, many): refused by the binary form
 [[nodiscard]] tarn::kern::meta::Class wrappingClass(const std::u16string& name);
