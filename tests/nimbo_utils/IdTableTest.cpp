@@ -37,6 +37,16 @@ TEST(IdTable, IsEmptyAtFirst) {
   EXPECT_EQ(table.find(std::numeric_limits<std::uint64_t>::max()), nullptr);
 }
 
+TEST(IdTable, VisitsEntriesWithTheirIndicesInOrder) {
+  Table table;
+  table.store(7, "far");
+  table.store(0, "a");
+  table.store(1, "b");
+  std::vector<std::pair<std::uint64_t, std::string>> visited;
+  table.forEachWithIndex([&](std::uint64_t index, const std::string& entry) { visited.emplace_back(index, entry); });
+  EXPECT_THAT(visited, testing::ElementsAre(testing::Pair(0U, "a"), testing::Pair(1U, "b"), testing::Pair(7U, "far")));
+}
+
 TEST(IdTable, FindsWhatWasStored) {
   Table table;
   EXPECT_EQ(table.store(0, "a"), "a");

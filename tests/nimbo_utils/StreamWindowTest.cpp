@@ -203,6 +203,62 @@ TEST(StreamWindow, ReadsManyNumbersOnlyIfAllAreInSight) {
   EXPECT_THAT(numbers, testing::IsEmpty());
 }
 
+TEST(StreamWindow, CountsTheBytesThatItTookItself) {
+  const std::string bytes = fromAnnotatedHex(kValues);
+  for (std::size_t pieceSize = 0; pieceSize <= bytes.size(); ++pieceSize) {
+    SCOPED_TRACE(pieceSize);
+    PiecewiseBuf buffer(bytes, pieceSize);
+    std::istream stream(&buffer);
+    StreamIArchive archive(stream);
+    StreamWindow window(archive);
+    EXPECT_EQ(window.position(), 0U);
+    window.get();
+    window.read<std::int8_t>();
+    EXPECT_EQ(window.position(), 2U);
+    window.read<std::int16_t>();
+    window.lend([](StreamIArchive& lent) {  // these four do not count
+      std::int32_t number = 0;
+      lent >> number;
+    });
+    EXPECT_EQ(window.position(), 4U);
+    window.read<std::int64_t>();
+    char some[24];
+    EXPECT_EQ(window.readBytes(some, sizeof some), sizeof some);
+    EXPECT_EQ(window.position(), 36U);
+    EXPECT_EQ(window.readText<char16_t>().size(), 2U);
+    EXPECT_EQ(window.position(), 48U);
+  }
+}
+
+TEST(StreamWindow, CountsNoByteThatDidNotCome) {
+  std::istringstream stream("ab");
+  StreamIArchive archive(stream);
+  StreamWindow window(archive);
+  char some[4];
+  EXPECT_EQ(window.readBytes(some, sizeof some), 2U);
+  EXPECT_EQ(window.position(), 2U);
+  EXPECT_EQ(window.get(), -1);
+  EXPECT_EQ(window.position(), 2U);
+  EXPECT_TRUE(window.hasFailed());
+}
+
+TEST(StreamWindow, ReadsATextIntoTheMemoryOfTheOneBeforeOnlyIfAllIsInSight) {
+  std::ostringstream bytes;
+  StreamOArchive(bytes) << std::string("first") << std::string("second");
+  std::istringstream stream(bytes.str().substr(0, bytes.str().size() - 1));
+  StreamIArchive archive(stream);
+  StreamWindow window(archive);
+  std::string text = "a longer text than either";
+  const char* const memory = text.data();
+  EXPECT_TRUE(window.readTextInSight(text));
+  EXPECT_EQ(text, "first");
+  EXPECT_EQ(text.data(), memory);
+  EXPECT_EQ(window.position(), 13U);
+  EXPECT_FALSE(window.readTextInSight(text));
+  EXPECT_EQ(text, "first");
+  EXPECT_EQ(window.position(), 13U);
+}
+
 TEST(StreamWindow, StaysShutOnAStreamThatHasFailed) {
   std::istringstream stream("abc");
   stream.setstate(std::ios_base::failbit);
