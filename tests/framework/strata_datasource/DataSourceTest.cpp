@@ -59,7 +59,7 @@ class DataSourceTest : public testing::Test {
 TEST_F(DataSourceTest, MakesAMissingFileAStore) {
   const std::string path = fFolder / "new.db";
   const Model model = storetest::newModel();
-  DataSource* bound = storetest::bind(model, path);
+  DataSource* bound = storetest::bindTo(model, path);
   EXPECT_EQ(model->getDataSource(), bound);
   EXPECT_EQ(bound->getLocation(), path);
   EXPECT_FALSE(bound->isReadOnly());
@@ -85,7 +85,7 @@ TEST_F(DataSourceTest, WritesAllOfAFilledModelToANewStore) {
   for (int i = 0; i < 300; ++i) kerneltest::add(root, u"children", newNode(model, u"child"));
   const std::string expected = kerneltest::dump(model);
   const std::string path = fFolder / "filled.db";
-  storetest::bind(model, path);
+  storetest::bindTo(model, path);
   EXPECT_EQ(kerneltest::dump(model), expected);
   EXPECT_EQ(sql(path + "", "SELECT 1"), "1\n");
   model->resetDataSource();
@@ -98,7 +98,7 @@ TEST_F(DataSourceTest, WritesAFilledModelToAStoreWithoutContent) {
   open(path) = nullptr;
   const Model model = storetest::newModel();
   static_cast<void>(newNode(model, u"root"));
-  storetest::bind(model, path);
+  storetest::bindTo(model, path);
   const std::string expected = kerneltest::dump(model);
   model->resetDataSource();
   EXPECT_EQ(kerneltest::dump(open(path)), expected);
@@ -265,7 +265,7 @@ TEST_F(DataSourceTest, GivesAStoreToOneProcessOnly) {
   if (child == 0) {
     int code = 9;
     try {
-      storetest::bind(storetest::newModel(), path);
+      storetest::bindTo(storetest::newModel(), path);
     } catch (const StoreError& error) {
       code = error.kind() == StoreError::Kind::Locked ? 42 : 8;
     }

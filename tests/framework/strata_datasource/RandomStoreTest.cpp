@@ -62,6 +62,7 @@ TEST_P(RandomStoreTest, HoldsWhatAModelInMemoryHolds) {
     }
     if (chance(3)) {  // anew: what was changed outside transactions is written on release
       bound = nullptr;
+      boundEditor.continueOn(nullptr);
       bound = storetest::open(fPath);
       boundEditor.continueOn(bound);
     }
@@ -72,6 +73,7 @@ TEST_P(RandomStoreTest, HoldsWhatAModelInMemoryHolds) {
       ASSERT_EQ(bound->getDataSource(), nullptr);
       ASSERT_EQ(dump(bound), dump(plain)) << "seed " << GetParam() << " round " << round;
       bound = nullptr;
+      boundEditor.continueOn(nullptr);
       bound = storetest::open(fPath);
       boundEditor.continueOn(bound);
     }
@@ -120,6 +122,7 @@ TEST_P(RandomStoreTest, UndoesAndRedoesAfterTheStoreIsGone) {
   RandomEditor editor(bound, GetParam() + 900);
   std::vector<std::string> states = {dump(bound)};
   bound = nullptr;
+  editor.continueOn(nullptr);
   bound = storetest::open(fPath);
   bound->setUndoLimit(1000);
   editor.continueOn(bound);

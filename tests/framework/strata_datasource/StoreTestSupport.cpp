@@ -28,20 +28,20 @@ Folder::~Folder() {
 
 Model newModel() { return Model::create(tarn::kern::ModelSpec()); }
 
-DataSource* bind(const Model& model, const std::string& path) {
+DataSource* bindTo(const Model& model, const std::string& path) {
   return DataSource::create(strata::Uri::createSQLite().setLocation(path), model, static_cast<Sync::ToModelSync>(0),
                             static_cast<Sync::ToDataSourceSync>(1), static_cast<Sync::SyncTiming>(0));
 }
 
 Model open(const std::string& path) {
   Model model = newModel();
-  bind(model, path);
+  bindTo(model, path);
   return model;
 }
 
 Refusal refusalOf(const Model& model, const std::string& path) {
   try {
-    bind(model, path);
+    bindTo(model, path);
   } catch (const strata::StoreError& error) {
     return {error.kind(), error.what()};
   }

@@ -32,7 +32,7 @@ class Folder {
 
 [[nodiscard]] Model newModel();
 /// Binds with the arguments that an application passes: on touch, changes, on commit.
-strata_datasource::DataSource* bind(const Model& model, const std::string& path);
+strata_datasource::DataSource* bindTo(const Model& model, const std::string& path);
 /// An empty model bound to the file.
 [[nodiscard]] Model open(const std::string& path);
 
