@@ -74,8 +74,12 @@ void EcoreBuilding::checkTags(const EcoreNode& node, const std::vector<std::stri
   for (const EcoreNode* child : node.children) {
     if (std::find(known.begin(), known.end(), child->tag) != known.end()) continue;
     kern::internal::NearestName nearest(utf8_to_ustring(child->tag));
-    for (const std::string_view tag : known) nearest.offer(utf8_to_ustring(tag));
-    fail(*child, "Ecore has no <" + child->tag + "> in an " + node.kind + nearest.suggestion());
+    std::string list;
+    for (const std::string_view tag : known) {
+      nearest.offer(utf8_to_ustring(tag));
+      list += (list.empty() ? "" : ", ") + std::string(tag);
+    }
+    fail(*child, "Ecore has no <" + child->tag + "> in an " + node.kind + ", only " + list + nearest.suggestion());
   }
 }
 

@@ -241,7 +241,8 @@ EcoreNode* EcoreDocument::find(std::string_view fragment) const {
 void readEcoreDocument(EcoreDocument& document, std::string_view text) { TreeBuilder(document, false).read(text); }
 
 void readEcoreFragment(EcoreDocument& document, std::string_view text) {
-  TreeBuilder(document, true).read("<kept>" + std::string(text) + "</kept>");
+  TreeBuilder(document, true)
+      .read("<kept xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">" + std::string(text) + "</kept>");
 }
 
 std::string pathOf(const EcoreNode& node) {

@@ -172,7 +172,8 @@ std::optional<Value> defaultFromText(const meta::PrimitiveType& type, std::strin
     } else if constexpr (std::same_as<T, std::string>) {
       return Value(std::string(text));
     } else if constexpr (std::same_as<T, bool>) {
-      if (text == "true" || text == "false") return Value(text == "true");
+      if (text == "true" || text == "1") return Value(true);
+      if (text == "false" || text == "0") return Value(false);
       return std::nullopt;
     } else if constexpr (std::same_as<T, double>) {
       if (text == "Infinity") return Value(HUGE_VAL);

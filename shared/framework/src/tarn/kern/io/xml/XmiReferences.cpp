@@ -145,10 +145,12 @@ std::optional<ModelElement> XmiReferences::find(std::uint32_t document, std::str
     }
   }
   ModelElement::Impl* target = findInDocument(home, fragment);
+  if (target == nullptr && home != document) {  // documents of different age are no fault of this one
+    warn("but that document has no such element");
+    return std::nullopt;
+  }
   if (target == nullptr) {
-    fail(document, offset,
-         "\"" + user + "\" refers to " + quotedText(name) + ", but " +
-             (home == document ? "the document" : fContent.documents[home].source) + " has no such element");
+    fail(document, offset, "\"" + user + "\" refers to " + quotedText(name) + ", but the document has no such element");
   }
   return ModelElement(target);
 }

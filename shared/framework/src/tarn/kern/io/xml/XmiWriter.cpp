@@ -18,6 +18,7 @@
 #include "../../Layout.h"
 #include "../../StorageDispatch.h"
 #include "../../ecore/Facets.h"
+#include "../PlainText.h"
 #include "XmlNames.h"
 
 namespace tarn::kern::io::xml {
@@ -39,20 +40,14 @@ void appendNumber(std::string& out, Number number) {
 }
 
 void appendUuid(std::string& out, const boost::uuids::uuid& uuid) {
-  constexpr const char* kDigits = "0123456789abcdef";
-  std::array<char, 36> text;
-  char* to = text.data();
-  for (std::size_t i = 0; i < 16; ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) *to++ = '-';
-    *to++ = kDigits[uuid.data[i] >> 4];
-    *to++ = kDigits[uuid.data[i] & 0xFU];
-  }
+  std::array<char, kUuidLength> text;
+  writeUuid(text.data(), uuid);
   out.append(text.data(), text.size());
 }
 
 void appendReal(std::string& out, double value) {
   if (std::isnan(value)) {
-    out += std::signbit(value) ? "-NaN" : "NaN";
+    out += nameOfSpecialReal(value);
   } else if (std::isinf(value)) {
     out += value < 0 ? "-Infinity" : "Infinity";
   } else {

@@ -1,5 +1,6 @@
 #include "XmlReader.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -41,6 +42,23 @@ struct XmlReader::Callbacks {
     guarded(self,
             [&](XmlReader& reader) { reader.fHandler.text(std::string_view(piece, static_cast<std::size_t>(size))); });
   }
+  /// Names of encodings that tools use for what the parser knows under other names.
+  static int XMLCALL encoding(void* /*data*/, const char* name, XML_Encoding* info) noexcept {
+    const auto isNamed = [name](std::string_view other) {
+      const std::string_view given(name);
+      return std::equal(given.begin(), given.end(), other.begin(), other.end(), [](char a, char b) {
+        return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b;
+      });
+    };
+    const bool isAscii = isNamed("ascii");
+    const bool isLatin = isNamed("latin1") || isNamed("iso8859-1") || isNamed("iso_8859-1");
+    if (!isAscii && !isLatin) return XML_STATUS_ERROR;
+    for (int i = 0; i < 256; ++i) info->map[i] = isAscii && i > 127 ? -1 : i;
+    info->data = nullptr;
+    info->convert = nullptr;
+    info->release = nullptr;
+    return XML_STATUS_OK;
+  }
   static void XMLCALL doctype(void* self, const char* name, const char* /*systemId*/, const char* /*publicId*/,
                               int /*hasInternalSubset*/) noexcept {
     guarded(self, [&](XmlReader& reader) {
@@ -59,6 +77,7 @@ XmlReader::XmlReader(XmlHandler& handler, std::string source)
   XML_SetUserData(fParser.get(), this);
   XML_SetElementHandler(fParser.get(), &Callbacks::start, &Callbacks::end);
   XML_SetCharacterDataHandler(fParser.get(), &Callbacks::text);
+  XML_SetUnknownEncodingHandler(fParser.get(), &Callbacks::encoding, nullptr);
   XML_SetStartDoctypeDeclHandler(fParser.get(), &Callbacks::doctype);
 }
 
