@@ -5,7 +5,6 @@
 #include <cstring>
 #include <deque>
 #include <functional>
-#include <iostream>
 #include <map>
 #include <memory>
 #include <new>
@@ -19,6 +18,7 @@
 #include "Listing.h"
 #include "OutputFile.h"
 #include "Progress.h"
+#include "Talk.h"
 #include "Verbs.h"
 
 namespace nimbo_tool {
@@ -139,7 +139,7 @@ class CommandLine {
   void addDump() {
     CLI::App* app = addVerb("dump", "Turn a binary file into JSON without its meta-model",
                             "Exactly the text that the library's dump gives; on standard output a line end follows.",
-                            {"nimbo dump library.z", "nimbo dump --pretty library.z -o library.json"},
+                            {"nimbo dump library.z", "nimbo dump --pretty library.z -o dumped.json"},
                             [this] { return runDump(fDump); });
     addFile(app, "FILE", fDump.file, "The file; - is standard input");
     app->add_option("-o,--output", fDump.out, "Where to; standard output without it")->option_text("OUT");
@@ -247,11 +247,11 @@ class CommandLine {
   }
 
   void addMetamodel() {
-    CLI::App* app = addVerb("metamodel", "Show a meta-model, or write it in another form",
-                            "As text, as Ecore, in our JSON form, or as a class diagram for Graphviz.",
-                            {"nimbo metamodel library.metamodel.json",
-                             "nimbo metamodel library.metamodel.json --to ecore -o library.ecore"},
-                            [this] { return runMetamodel(fMetamodel); });
+    CLI::App* app = addVerb(
+        "metamodel", "Show a meta-model, or write it in another form",
+        "As text, as Ecore, in our JSON form, or as a class diagram for Graphviz.",
+        {"nimbo metamodel library.metamodel.json", "nimbo metamodel library.metamodel.json --to ecore -o copy.ecore"},
+        [this] { return runMetamodel(fMetamodel); });
     app->add_option("FILE", fMetamodel.files, "Ecore files, files of our JSON form, folders")
         ->required()
         ->option_text("FILE...");
@@ -353,7 +353,7 @@ class CommandLine {
     for (char& c : line) {
       if (c == '\n' || c == '\r') c = ' ';
     }
-    std::cerr << "nimbo: " << line << '\n';
+    talk("nimbo: " + line + "\n");
     return code;
   }
 
@@ -492,6 +492,7 @@ class CommandLine {
 
 int runCommandLine(int argc, char** argv) {
   installInterruption();
+  keepLibraryQuiet();
   return CommandLine().run(argc, argv);
 }
 

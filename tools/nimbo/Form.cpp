@@ -67,8 +67,7 @@ RecognisedForm recogniseJson(std::string_view text) {
     const bool isKey = depth == 1 && withoutBlanks(text.substr(at + 1)).starts_with(':');
     const std::string_view key = text.substr(begin, at - begin);
     if (isKey && (key == "entries" || key == "packageUris")) return {Form::Json, 0, 0};
-    if (isKey && (key == "metamodel" || key == "packages" || key == "types" || key == "classes" || key == "family" ||
-                  key == "evolution" || key == "name")) {
+    if (isKey && (key == "metamodel" || key == "packages" || key == "evolution")) {
       return {Form::MetaJson, 0, 0};
     }
   }

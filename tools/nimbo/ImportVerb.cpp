@@ -1,11 +1,10 @@
-#include <iostream>
-
 #include "DebianModel.h"
 #include "MetaModels.h"
 #include "ModelOutput.h"
 #include "OutputFile.h"
 #include "PlainDatabase.h"
 #include "Progress.h"
+#include "Talk.h"
 #include "Verbs.h"
 
 namespace nimbo_tool {
@@ -19,7 +18,7 @@ ExitCode runImportDebian(const ImportOptions& options) {
     debian_packages::ReadOptions reading;
     reading.statusFile = options.status;
     const debian_packages::PlainDatabase database = debian_packages::readDatabase(reading);
-    for (const std::string& warning : database.warnings) std::cerr << "nimbo: warning: " << warning << '\n';
+    for (const std::string& warning : database.warnings) warn(warning);
     model = debian_packages::buildModel(database);
   } catch (const std::bad_alloc&) {
     throw;

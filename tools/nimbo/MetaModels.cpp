@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iostream>
 
 #include <bedrock/i18n.h>
 #include <tarn/kern/Errors.h>
@@ -11,6 +10,7 @@
 #include <tarn/kern/meta/MetaRegistry.h>
 
 #include "InputFile.h"
+#include "Talk.h"
 #include "ToolError.h"
 
 namespace nimbo_tool {
@@ -36,7 +36,7 @@ std::vector<std::string> filesOf(const std::string& path) {
 void loadEcore(const std::string& path) {
   tarn::kern::ecore::EcoreImporter importer;
   importer.importFile(bedrock::i18n::utf8_to_ustring(path));
-  for (const std::string& warning : importer.warnings()) std::cerr << "nimbo: warning: " << warning << '\n';
+  for (const std::string& warning : importer.warnings()) warn(warning);
 }
 
 void loadFile(const std::string& path) {
@@ -46,7 +46,7 @@ void loadFile(const std::string& path) {
       loadEcore(path);
       return;
     case Form::MetaJson:
-      tarn::kern::meta::MetaModelFile::load(bedrock::i18n::utf8_to_ustring(path));
+      tarn::kern::meta::readMetaModelFile(bedrock::i18n::utf8_to_ustring(path));
       return;
     default:
       throw ToolError(path + ": is " + formName(file.form()) +

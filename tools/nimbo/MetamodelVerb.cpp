@@ -13,7 +13,7 @@ namespace {
 std::string textAs(const std::string& form) {
   const auto packages = knownPackages();
   if (form == "ecore") return tarn::kern::ecore::EcoreExporter().toText(packages);
-  if (form == "json") return tarn::kern::meta::MetaModelFile::toText(packages);
+  if (form == "json") return tarn::kern::meta::writeMetaModel(packages);
   if (form == "dot") return classDiagram(packages);
   return metaModelText(packages);
 }

@@ -94,6 +94,7 @@ void requireEcore(const Model& model) {
 void writeStore(const Model& model, const std::string& path, bool force) {
   if (path == "-") throw ToolError(kWrongUsage, "a store cannot be written to standard output: name a file");
   refuseExisting(path, force);
+  model->resetDataSource();  // of a model that came from a store, everything comes into memory
   TemporaryFile file(temporaryNameFor(path));
   using Source = tarn::kern::datasource::DataSource;
   const auto place = strata::Uri::createSQLite().setLocation(file.path());

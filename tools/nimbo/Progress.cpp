@@ -6,17 +6,13 @@
 #include <unistd.h>
 
 #include "Interruption.h"
+#include "Talk.h"
 
 namespace nimbo_tool {
 
 namespace {
 
 bool gIsAllowed = true;
-
-void writeTalk(const std::string& text) {
-  // Talk that cannot be written is no reason to stop.
-  if (::write(STDERR_FILENO, text.data(), text.size()) < 0) return;
-}
 
 }  // namespace
 
@@ -44,9 +40,9 @@ void Progress::tick() {
   if (fEnd.wait_for(lock, 1s, [this] { return fHasEnded; })) return;
   int seconds = 1;
   do {
-    writeTalk("\r\x1b[K" + fWhat + " ... " + std::to_string(seconds++) + " s");
+    talk("\r\x1b[K" + fWhat + " ... " + std::to_string(seconds++) + " s");
   } while (!fEnd.wait_for(lock, 1s, [this] { return fHasEnded; }));
-  writeTalk("\r\x1b[K");
+  talk("\r\x1b[K");
 }
 
 }  // namespace nimbo_tool

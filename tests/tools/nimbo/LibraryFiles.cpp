@@ -89,7 +89,7 @@ Model libraryModel() {
 void writeLibraryFiles(const Scratch& scratch) {
   const Model model = libraryModel();
   using quillon::nimbo::BinFormat;
-  writeFile(scratch / "library.metamodel.json", MetaModelFile::toText({library()}));
+  writeFile(scratch / "library.metamodel.json", writeMetaModel({library()}));
   writeFile(scratch / "library.ecore", ecore::EcoreExporter().toText(library()));
   writeFile(scratch / "library.B", containerBytes(model, BinFormat::Binary));
   writeFile(scratch / "library.z", containerBytes(model, BinFormat::BinaryZstd));
