@@ -2,15 +2,22 @@
 
 namespace testsupport {
 
-/// While it lives only so many calls of `operator new` succeed, in all threads of the process; every later one fails. For
-/// promises of the kind "whichever allocation fails, nothing has changed". A test program that uses it compiles
-/// AllocationLimit.cpp in, which replaces the global operators. One limit at a time.
+/// While it lives only so many calls of `operator new` succeed, in all threads of the process; every later one fails,
+/// or only the one after them. For promises of the kind "whichever allocation fails, nothing has changed". A test
+/// program that uses it compiles AllocationLimit.cpp in, which replaces the global operators. One limit at a time.
 class AllocationLimit {
  public:
-  explicit AllocationLimit(long count) noexcept;
+  enum class Failing {
+    ForGood,  ///< memory is exhausted
+    Once,     ///< there is some again at the next try
+  };
+  explicit AllocationLimit(long count, Failing failing = Failing::ForGood) noexcept;
   AllocationLimit(const AllocationLimit&) = delete;
   AllocationLimit& operator=(const AllocationLimit&) = delete;
   ~AllocationLimit();
+
+  /// Whether an allocation has failed.
+  [[nodiscard]] bool wasReached() const noexcept;
 };
 
 }  // namespace testsupport
