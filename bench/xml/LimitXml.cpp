@@ -1,0 +1,170 @@
+#include "LimitXml.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <string_view>
+
+#include "TimeText.h"
+
+namespace bench::limit {
+namespace {
+
+class Writer {
+ public:
+  explicit Writer(ByteBuffer& out) : fOut(out) {}
+
+  void document(const Item& root) {
+    put("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<bench:");
+    put(root.isFolder ? "Folder" : "Item");
+    put(" xmi:version=\"2.0\" xmlns:xmi=\"http://www.omg.org/XMI\" "
+        "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:bench=\"urn:bench\"");
+    content(root, 0, root.isFolder ? "bench:Folder" : "bench:Item");
+  }
+
+ private:
+  /// Recursion follows the containment, which is a few levels deep in this model.
+  void contained(const Item& item, std::size_t depth) {
+    indent(depth);
+    put("<children");
+    if (item.isFolder) put(" xsi:type=\"bench:Folder\"");
+    content(item, depth, "children");
+  }
+
+  void content(const Item& item, std::size_t depth, std::string_view tag) {
+    put(" xmi:uuid=\"");
+    uuid(item.uuid);
+    put("\" xmi:id=\"_");
+    uuid(item.uuid);
+    put("\"");
+    attributes(item);
+    const bool hasChildren = item.isFolder && !static_cast<const Folder&>(item).children.empty();
+    if (item.marks.empty() && item.tags.empty() && !hasChildren) return put("/>\n");
+    put(">\n");
+    for (const std::int32_t mark : item.marks) {
+      indent(depth == 0 ? 0 : depth + 1);
+      put("<marks>");
+      number(mark);
+      put("</marks>\n");
+    }
+    for (const std::u16string& tag : item.tags) {
+      indent(depth == 0 ? 0 : depth + 1);
+      put("<tags>");
+      text(tag);
+      put("</tags>\n");
+    }
+    if (hasChildren) {
+      for (const Item* child : static_cast<const Folder&>(item).children) contained(*child, depth + 1);
+    }
+    indent(depth);
+    put("</");
+    put(tag);
+    put(">\n");
+  }
+
+  void attributes(const Item& item) {
+    if (item.documentation) {
+      put(" documentation=\"");
+      text(*item.documentation);
+      put("\"");
+    }
+    put(" name=\"");
+    text(item.name);
+    put("\"");
+    if (item.abstract) put(" abstract=\"true\"");
+    if (item.base != nullptr) {
+      put(" base=\"_");
+      uuid(item.base->uuid);
+      put("\"");
+    }
+    if (item.modified != kNoTime) {
+      put(" modified=\"");
+      const TimeText time = toText(item.modified);
+      text({time.data(), time.size()});
+      put("\"");
+    }
+    if (item.multiplicity != 1) {
+      put(" multiplicity=\"");
+      number(item.multiplicity);
+      put("\"");
+    }
+    if (!item.related.empty()) {
+      put(" related=\"");
+      bool isFirst = true;
+      for (const Item* target : item.related) {
+        put(isFirst ? "_" : " _");
+        isFirst = false;
+        uuid(target->uuid);
+      }
+      put("\"");
+    }
+    put(" revision=\"");
+    number(item.revision);
+    static constexpr std::array<std::string_view, 4> kLiterals = {"public", "protected", "private", "package"};
+    put("\" visibility=\"");
+    put(kLiterals[static_cast<std::size_t>(item.visibility)]);
+    put("\" weight=\"");
+    number(item.weight);
+    put("\"");
+  }
+
+  void indent(std::size_t depth) {
+    constexpr std::string_view kBlanks = "                                                ";
+    put(kBlanks.substr(0, std::min<std::size_t>(2 * depth, kBlanks.size())));
+  }
+
+  void put(std::string_view bytes) { fOut.putBytes(bytes.data(), bytes.size()); }
+
+  template <class Number>
+  void number(Number value) {
+    char* begin = fOut.extend(32);
+    const char* end = std::to_chars(begin, begin + 32, value).ptr;
+    fOut.shrink(32 - static_cast<std::size_t>(end - begin));
+  }
+
+  void uuid(const Uuid& value) {
+    constexpr const char* kDigits = "0123456789abcdef";
+    char* to = fOut.extend(36);
+    for (std::size_t i = 0; i < value.size(); ++i) {
+      if (i == 4 || i == 6 || i == 8 || i == 10) *to++ = '-';
+      *to++ = kDigits[value[i] >> 4U];
+      *to++ = kDigits[value[i] & 15U];
+    }
+  }
+
+  /// The benchmark's texts hold nothing that XML refuses, and no character beyond the first plane.
+  void text(std::u16string_view units) {
+    for (const char16_t unit : units) {
+      if (unit == u'&') {
+        put("&amp;");
+      } else if (unit == u'<') {
+        put("&lt;");
+      } else if (unit == u'"') {
+        put("&quot;");
+      } else if (unit < 0x80) {
+        *fOut.extend(1) = static_cast<char>(unit);
+      } else if (unit < 0x800) {
+        char* to = fOut.extend(2);
+        to[0] = static_cast<char>(0xC0U | unit >> 6U);
+        to[1] = static_cast<char>(0x80U | (unit & 0x3FU));
+      } else {
+        char* to = fOut.extend(3);
+        to[0] = static_cast<char>(0xE0U | unit >> 12U);
+        to[1] = static_cast<char>(0x80U | (unit >> 6U & 0x3FU));
+        to[2] = static_cast<char>(0x80U | (unit & 0x3FU));
+      }
+    }
+  }
+
+  ByteBuffer& fOut;
+};
+
+}  // namespace
+
+ByteBuffer saveXml(const Model& model) {
+  ByteBuffer text;
+  Writer(text).document(*model.root());
+  return text;
+}
+
+}  // namespace bench::limit
