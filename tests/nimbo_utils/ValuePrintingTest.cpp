@@ -1,10 +1,16 @@
+#include <array>
+#include <bit>
 #include <cstdint>
 #include <fstream>
+#include <functional>
+#include <iomanip>
 #include <limits>
 #include <locale>
 #include <ostream>
 #include <random>
 #include <sstream>
+#include <stdexcept>
+#include <streambuf>
 #include <string>
 #include <utility>
 #include <vector>
@@ -252,6 +258,90 @@ TEST_F(ValuePrinting, ShowsNumbersInTheFormatOfTheStream) {
   printer.emitValue(os, typeOf(u"Real"), Value(3.14159), false);
   printer.emitValueDescItem(os, " row ", typeOf(u"Real"), Value(3.14159), false);
   EXPECT_EQ(os.str(), "3.14 row 3.14");
+}
+
+TEST_F(ValuePrinting, ShowsRealsAsStreamsDoInEveryFormat) {
+  std::mt19937_64 random(2);
+  std::vector<double> numbers = {0.0,
+                                 -0.0,
+                                 1e15,
+                                 1e16,
+                                 123456.5,
+                                 999999.5,
+                                 0.0001,
+                                 0.00001,
+                                 1e300,
+                                 5e-324,
+                                 std::numeric_limits<double>::infinity(),
+                                 std::numeric_limits<double>::quiet_NaN()};
+  for (int i = 0; i < 2000; ++i) numbers.push_back(std::bit_cast<double>(random()));
+  const std::vector<std::function<void(std::ostream&)>> formats = {
+      [](std::ostream&) {},
+      [](std::ostream& os) { os.precision(17); },
+      [](std::ostream& os) { os.precision(1); },
+      [](std::ostream& os) { os.precision(0); },
+      [](std::ostream& os) { os.precision(60); },
+      [](std::ostream& os) { os << std::fixed; },
+      [](std::ostream& os) { os << std::scientific << std::uppercase; },
+      [](std::ostream& os) { os << std::showpos; },
+      [](std::ostream& os) { os << std::showpoint; },
+      [](std::ostream& os) { os << std::hexfloat; }};
+  for (const double number : numbers) {
+    for (const auto& format : formats) {
+      std::ostringstream expected;
+      std::ostringstream shown;
+      format(expected);
+      format(shown);
+      expected << number;
+      PrettyPrinter().emitValue(shown, typeOf(u"Real"), Value(number), false);
+      EXPECT_EQ(shown.str(), expected.str());
+    }
+  }
+}
+
+TEST_F(ValuePrinting, FillsToTheWidthOfTheStream) {
+  std::ostringstream os;
+  os << std::setw(6) << std::setfill('.');
+  PrettyPrinter().emitValue(os, typeOf(u"Boolean"), Value(true), false);
+  EXPECT_EQ(os.str(), "..true");
+  EXPECT_EQ(os.width(), 0);
+}
+
+/// A buffer that takes a few characters.
+class ShortBuffer : public std::streambuf {
+ public:
+  explicit ShortBuffer(bool throws) : fThrows(throws) { setp(fRoom.data(), fRoom.data() + fRoom.size()); }
+
+ protected:
+  int_type overflow(int_type) override {
+    if (fThrows) throw std::runtime_error("no room");
+    return traits_type::eof();
+  }
+
+ private:
+  std::array<char, 3> fRoom{};
+  bool fThrows;
+};
+
+TEST_F(ValuePrinting, LetsTheStreamFailWhereItsBufferDoes) {
+  const auto print = [](std::ostream& os) {
+    PrettyPrinter().emitValue(os, typeOf(u"String"), Value(u"long text"), false);
+  };
+  for (const bool throws : {false, true}) {
+    ShortBuffer buffer(throws);
+    std::ostream os(&buffer);
+    print(os);
+    EXPECT_TRUE(os.bad());
+    EXPECT_NO_THROW(print(os));
+    ShortBuffer other(throws);
+    std::ostream loud(&other);
+    loud.exceptions(std::ios_base::badbit);
+    if (throws) {
+      EXPECT_THROW(print(loud), std::runtime_error);
+    } else {
+      EXPECT_THROW(print(loud), std::ios_base::failure);
+    }
+  }
 }
 
 TEST_F(ValuePrinting, PrintsAModelInTheFormatOfTheStream) {

@@ -4,10 +4,14 @@
 #include <array>
 #include <charconv>
 #include <ostream>
+#include <span>
 #include <sstream>
 #include <stdexcept>
 
+#include "PlainText.h"
 #include "PrintingParts.h"
+#include "StoredTypes.h"
+#include "TypeTags.h"
 #include "quillon/nimbo/html/Manipulators.h"
 #include "quillon/nimbo/html/OFStream.h"
 
@@ -28,6 +32,23 @@ void checkModel(const kern::Model& model) {
 }
 
 }  // namespace
+
+/// Text, most of what models hold, is what costs to read: its value is a copy. Reading in place asks for no access, so
+/// it says nothing of a guarded property.
+bool detail::isReadInPlace(const kern::ModelElement& element, const kern::meta::Property& property) {
+  if (!element || !property || property->isGuarded) return false;
+  if (property->isReference()) {
+    if (detail::isMany(property)) {
+      static_cast<void>(element->peekElements(property));
+    } else {
+      static_cast<void>(element->peekElement(property));
+    }
+    return true;
+  }
+  if (detail::isMany(property)) return false;
+  return visitStoredType(tagOfType(property->getType()),
+                         [&]<class T>(std::type_identity<T>) { static_cast<void>(element->peek<T>(property)); });
+}
 
 PrettyPrinter::PrettyPrinter() = default;
 PrettyPrinter::PrettyPrinter(const PrettyPrinter& other) = default;
@@ -116,7 +137,7 @@ void PrettyPrinter::emitIndent(std::ostream& os, bool expander) const {
   }();
   for (std::size_t left = indentWidth(expander); left > 0 && os;) {
     const std::size_t block = std::min(left, kBlanks.size());
-    os.write(kBlanks.data(), static_cast<std::streamsize>(block));
+    detail::putText(os, {kBlanks.data(), block});
     left -= block;
   }
 }
@@ -133,6 +154,7 @@ bool PrettyPrinter::isElementToHideInTree(const ModelElement& element) const { r
 
 bool PrettyPrinter::isPropertyToFullyHide(const ModelElement& element, const Property& property) const {
   try {
+    if (detail::isReadInPlace(element, property)) return false;
     const Value value = readProperty(element, property);
     if (property->isReference() && detail::isMany(property)) static_cast<void>(value.toElementCollection());
     return false;
@@ -143,21 +165,20 @@ bool PrettyPrinter::isPropertyToFullyHide(const ModelElement& element, const Pro
 
 bool PrettyPrinter::isPropertyToHideInTree(const ModelElement& element, const Property& property) const {
   if (isPropertyToFullyHide(element, property)) return true;
-  if (property->isReference()) return isReferenceToHideInTree(property, readProperty(element, property));
+  if (property->isReference()) return isReferenceToHideInTree(element, property);
   if (detail::isMany(property)) {
     return !fEmitEmptyCollections && readProperty(element, property).toPrimitiveCollection().empty();
   }
   return mayEqualHiddenDefault(property) && equalsHiddenDefault(property, readProperty(element, property));
 }
 
-bool PrettyPrinter::isReferenceToHideInTree(const Property& property, const Value& value) const {
-  if (!detail::isMany(property)) return isElementToHideInTree(value.get<ModelElement>());
+/// Read in place: that it can be read at all has been found out before.
+bool PrettyPrinter::isReferenceToHideInTree(const ModelElement& element, const Property& property) const {
+  if (!detail::isMany(property)) return isElementToHideInTree(ModelElement(element->peekElement(property)));
   if (fEmitEmptyCollections) return false;
-  const kern::ElementCollection& members = value.toElementCollection();
-  for (std::size_t i = 0; i < members.size(); ++i) {
-    if (!isElementToHideInTree(members.getElement(i))) return false;
-  }
-  return true;
+  const std::span<ModelElement::Impl* const> members = element->peekElements(property);
+  return std::all_of(members.begin(), members.end(),
+                     [this](ModelElement::Impl* member) { return isElementToHideInTree(ModelElement(member)); });
 }
 
 /// Most properties have no default, and then there is no need to read the value.

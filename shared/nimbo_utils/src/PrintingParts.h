@@ -4,6 +4,7 @@
 #include <string>
 
 #include <bedrock/i18n.h>
+#include <tarn/kern/ModelElement.h>
 #include <tarn/kern/meta/NamedElement.h>
 #include <tarn/kern/meta/Property.h>
 
@@ -25,5 +26,9 @@ inline constexpr const char* kUnsupportedText = "<unsupported>";
 [[nodiscard]] inline std::string memberLabel(std::size_t index) {
   return std::string("[").append(std::to_string(index)).append("]");
 }
+
+/// True when a public read of the property works, found out without making a value of it; false when that has to be
+/// tried. @throws what reading throws
+[[nodiscard]] bool isReadInPlace(const tarn::kern::ModelElement& element, const tarn::kern::meta::Property& property);
 
 }  // namespace quillon::nimbo::detail

@@ -3,6 +3,7 @@
 #include <bedrock/deep_call.h>
 #include <tarn/kern/Collections.h>
 
+#include "PlainText.h"
 #include "PrintingParts.h"
 #include "quillon/nimbo/PrettyPrinter.h"
 #include "quillon/nimbo/html/Manipulators.h"
@@ -29,7 +30,7 @@ void putSpan(std::ostream& os, const std::string& text, const char* cls, const s
   if (html::isHTMLStream(os)) {
     os << tag2{"span", text, cls, id};
   } else {
-    os << text;
+    detail::putText(os, text);
   }
 }
 
@@ -38,7 +39,7 @@ void putOpening(std::ostream& os, std::string brace, const std::string& id) {
   if (html::isHTMLStream(os)) {
     os << brace << tag{"span", "tree", id} << '\n';
   } else {
-    os << (brace += '\n');
+    detail::putText(os, brace += '\n');
   }
 }
 
@@ -84,7 +85,7 @@ void PrettyPrinter::emitElement(std::ostream& os, const ModelElement& element, c
     os << detail::kNullText;
   }
   if (properties.empty()) {
-    os << '\n';
+    detail::putText(os, "\n");
   } else {
     putOpening(os, " {", id);
   }
@@ -119,14 +120,15 @@ void PrettyPrinter::emitLineStart(std::ostream& os, const std::string& id, bool 
     os << behind;
   } else {
     emitIndent(os, false);
-    os << name.append(behind);
+    detail::putText(os, name.append(behind));
   }
 }
 
 /// The brace stands outside of what folds, so that it stays when the properties are folded away.
 [[gnu::noinline]] void PrettyPrinter::emitElementEnd(std::ostream& os) {
   emitIndent(os, false);
-  os << etag{"span"} << "}\n";
+  if (html::isHTMLStream(os)) os << etag{"span"};
+  detail::putText(os, "}\n");
 }
 
 void PrettyPrinter::emitElementEntry(std::ostream& os, const ModelElement& element, bool) {
@@ -149,7 +151,7 @@ void PrettyPrinter::emitPropertyTree(std::ostream& os, const Property& property,
   if (detail::isMany(property)) return emitValuesTree(os, property, value);
   emitLineStart(os, {}, false, detail::nameOf(property), ": ");
   emitValue(os, property->getType(), value, detail::isOptional(property));
-  os << '\n';
+  detail::putText(os, "\n");
 }
 
 void PrettyPrinter::emitElementsTree(std::ostream& os, const Property& property, const Value& value) {
@@ -198,11 +200,11 @@ void PrettyPrinter::emitValuesTree(std::ostream& os, const Property& property, c
   emitLineStart(os, {}, false, detail::nameOf(property), ": {");
   ++fIndentLevel;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    if (i > 0) os << ", ";
+    if (i > 0) detail::putText(os, ", ");
     emitValue(os, property->getType(), values.getValue(i), detail::isOptional(property));
   }
   --fIndentLevel;
-  os << "}\n";
+  detail::putText(os, "}\n");
 }
 
 }  // namespace quillon::nimbo

@@ -16,6 +16,7 @@
 #include <tarn/kern/meta/Enum.h>
 
 #include "DescriptionRows.h"
+#include "PlainText.h"
 #include "PrintingParts.h"
 #include "StoredTypes.h"
 #include "TypeTags.h"
@@ -86,7 +87,7 @@ void showData(const Value& value, const Show& show) {
 /// locale may give months other names, or times another form.
 void putTime(std::ostream& os, const boost::posix_time::ptime& time) {
   if (os.getloc() == std::locale::classic()) {
-    os << boost::posix_time::to_simple_string(time);
+    detail::putText(os, boost::posix_time::to_simple_string(time));
   } else {
     os << time;
   }
@@ -97,16 +98,17 @@ class TreeForm {
  public:
   explicit TreeForm(std::ostream& os) : fOs(os) {}
 
-  void show(bool value) const { fOs << (value ? "true" : "false"); }
+  void show(bool value) const { detail::putText(fOs, value ? "true" : "false"); }
+  void show(double value) const { detail::putReal(fOs, value); }
   void show(std::int8_t value) const { fOs << static_cast<char>(value); }
   void show(std::uint8_t value) const { fOs << static_cast<char>(value); }
   void show(const std::string& text) const { fOs << '"' << text << '"'; }
   void show(const std::u16string& text) const {
     std::string quoted = "\"";
     bedrock::i18n::appendUtf8(quoted, text);
-    fOs << (quoted += '"');
+    detail::putText(fOs, quoted += '"');
   }
-  void show(const meta::EnumLiteral& literal) const { fOs << detail::nameOf(literal); }
+  void show(const meta::EnumLiteral& literal) const { detail::putText(fOs, detail::nameOf(literal)); }
   void show(const boost::posix_time::ptime& time) const { putTime(fOs, time); }
   template <class T>
   void show(const T& value) const {

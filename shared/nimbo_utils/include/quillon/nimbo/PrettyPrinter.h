@@ -149,7 +149,7 @@ class NIMBO_EXPORT PrettyPrinter {
   [[nodiscard]] std::size_t indentWidth(bool expander) const;
   void emitIndent(std::ostream& os, bool expander) const;
 
-  [[nodiscard]] bool isReferenceToHideInTree(const Property& property, const Value& value) const;
+  [[nodiscard]] bool isReferenceToHideInTree(const ModelElement& element, const Property& property) const;
   [[nodiscard]] bool mayEqualHiddenDefault(const Property& property) const;
   [[nodiscard]] bool equalsHiddenDefault(const Property& property, const Value& value) const;
 
