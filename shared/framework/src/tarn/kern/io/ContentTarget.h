@@ -47,8 +47,11 @@ struct DataTarget {
 /// properties have filled in before or meanwhile.
 class ListedTargets {
  public:
-  explicit ListedTargets(ElementCollection& collection)
-      : fCollection(collection), fAddsAtOnce(collection.getProperty()->isComposite && collection.empty()) {}
+  /// @param most how many there may be
+  ListedTargets(ElementCollection& collection, std::size_t most)
+      : fCollection(collection), fAddsAtOnce(collection.getProperty()->isComposite && collection.empty()) {
+    if (!fAddsAtOnce) fMembers.reserve(most);
+  }
 
   void add(ModelElement::Impl* member) {
     fMembers.push_back(member);

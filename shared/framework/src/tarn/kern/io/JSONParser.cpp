@@ -59,8 +59,9 @@ Frame readFrame(const JsonNode& root) {
 }
 
 /// Content that fits the meta-model as it is.
-void readCurrent(const Frame& frame, const Model& model) {
-  MentionedElements elements(model);
+void readCurrent(const JsonDocument& document, const Frame& frame, const Model& model) {
+  constexpr std::size_t kFewestNodes = 16;  // of an element and what refers to it
+  MentionedElements elements(model, document.nodeCount() / kFewestNodes);
   Transaction transaction = model->beginTransaction(false);
   JsonModelReader(elements).entries(frame.entries);
   elements.finish();
@@ -110,10 +111,10 @@ void JSONParser::parseString(const std::string& text) {
   const Frame frame = readFrame(document.root());
   if (customizer().getEvolveIfNeeded()) {
     const evolution::Evolver evolver(frame.packageUris);
-    return evolver.isNeeded() ? readOlder(document, frame, model, evolver) : readCurrent(frame, model);
+    return evolver.isNeeded() ? readOlder(document, frame, model, evolver) : readCurrent(document, frame, model);
   }
   try {
-    readCurrent(frame, model);
+    readCurrent(document, frame, model);
   } catch (const ParseError& error) {
     const std::string advice = adviceForStalePackages(frame.packageUris);
     if (advice.empty()) throw;

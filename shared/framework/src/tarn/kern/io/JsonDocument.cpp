@@ -474,8 +474,6 @@ std::string JsonNode::utf8() const {
   return isVerbatim() ? std::string(raw()) : bedrock::i18n::ustring_to_utf8(resolved(raw()));
 }
 
-bool JsonNode::says(std::string_view expected) const { return isVerbatim() ? raw() == expected : utf8() == expected; }
-
 JsonNode JsonNode::find(std::string_view key) const {
   for (const JsonMember& member : members()) {
     if (member.key.says(key)) return member.value;

@@ -53,7 +53,7 @@ class JsonNode {
   /// The same in UTF-8. A lone surrogate, which only an escape can give, has its three-byte form.
   [[nodiscard]] std::string utf8() const;
   /// utf8() == expected
-  [[nodiscard]] bool says(std::string_view expected) const;
+  [[nodiscard]] inline bool says(std::string_view expected) const;
 
   /// The entries of an array; the members of an object. @pre the kind
   class Entries;
@@ -213,6 +213,9 @@ inline bool JsonNode::isPlainAscii() const noexcept {
 }
 inline bool JsonNode::isVerbatim() const noexcept {
   return (fDocument->fTape[fIndex].where & JsonDocument::kEscaped) == 0;
+}
+inline bool JsonNode::says(std::string_view expected) const {
+  return isVerbatim() ? raw() == expected : utf8() == expected;
 }
 inline std::size_t JsonNode::offset() const noexcept { return static_cast<std::size_t>(fDocument->offsetOf(fIndex)); }
 inline JsonNode JsonNode::behind() const noexcept { return {fDocument, fDocument->behind(fIndex)}; }

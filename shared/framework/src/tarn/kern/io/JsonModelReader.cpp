@@ -1,6 +1,7 @@
 #include "JsonModelReader.h"
 
 #include <algorithm>
+#include <array>
 #include <concepts>
 #include <cstdint>
 #include <exception>
@@ -10,6 +11,7 @@
 #include <bedrock/deep_call.h>
 #include <bedrock/i18n.h>
 
+#include "../ModelCore.h"
 #include "../StorageDispatch.h"
 #include "JsonValues.h"
 #include "KnownNames.h"
@@ -76,6 +78,13 @@ class SeenProperties {
             suggestion.empty() ? "; register its package before reading" : suggestion);
 }
 
+std::vector<ModelElement> handlesTo(const std::vector<internal::ElementRecord*>& records) {
+  std::vector<ModelElement> handles;
+  handles.reserve(records.size());
+  for (internal::ElementRecord* const record : records) handles.emplace_back(record);
+  return handles;
+}
+
 constexpr const char* kElement = "an element or null";
 
 }  // namespace
@@ -109,26 +118,32 @@ struct JsonModelReader::Parts {
 // --- Elements.
 
 void JsonModelReader::entries(const JsonNode& entries) {
-  std::vector<ModelElement::Impl*> roots;
   for (const JsonNode& entry : entries.entries()) {
-    if (entry.isNull()) continue;
-    const Parts parts(entry, kElement, true);
-    roots.push_back(mention(entry, parts, planOf(entry, parts)));
+    const Head root = head(entry);
+    if (root.plan == nullptr) continue;
+    at(entry, [&] { static_cast<void>(fElements.mention(root.plan->metaClass, root.uuid)); });
   }
-  auto root = roots.begin();
-  for (const JsonNode& entry : entries.entries()) {
-    if (entry.isNull()) continue;
-    const Parts parts(entry, kElement, true);
-    define(entry, parts, planOf(entry, parts), **root++);
-  }
+  for (const JsonNode& entry : entries.entries()) element(entry);
 }
 
-ModelElement::Impl* JsonModelReader::element(const JsonNode& node) {
-  if (node.isNull()) return nullptr;
+JsonModelReader::Head JsonModelReader::head(const JsonNode& node) {
+  if (node.isNull()) return {.node = node, .content = {}};
   const Parts parts(node, kElement, true);
   const JsonReadPlan& plan = planOf(node, parts);
-  ModelElement::Impl* const element = mention(node, parts, plan);
-  define(node, parts, plan, *element);
+  const boost::uuids::uuid uuid = uuidOf(node, parts);
+  fElements.expect(uuid);
+  return {.node = node, .plan = &plan, .uuid = uuid, .content = parts.content};
+}
+
+ModelElement::Impl* JsonModelReader::element(const Head& head) {
+  if (head.plan == nullptr) return nullptr;
+  const meta::Class& type = head.plan->metaClass;
+  ModelElement::Impl* element = nullptr;
+  at(head.node,
+     [&] { element = head.content ? fElements.define(type, head.uuid) : fElements.mention(type, head.uuid); });
+  if (head.content && !head.content.isNull()) {
+    bedrock::stack::callDeep([&] { contents(ElementTarget{*element}, *head.plan, head.content); });
+  }
   return element;
 }
 
@@ -141,22 +156,11 @@ const JsonReadPlan& JsonModelReader::planOf(const JsonNode& node, const Parts& p
   return *plan;
 }
 
-/// Gives the element its contents, where the node has any.
-void JsonModelReader::define(const JsonNode& node, const Parts& parts, const JsonReadPlan& plan,
-                             ModelElement::Impl& element) {
-  if (!parts.content) return;
-  at(node, [&] { fElements.define(element); });
-  if (parts.content.isNull()) return;
-  bedrock::stack::callDeep([&] { contents(ElementTarget{element}, plan, parts.content); });
-}
-
-ModelElement::Impl* JsonModelReader::mention(const JsonNode& node, const Parts& parts, const JsonReadPlan& plan) {
+boost::uuids::uuid JsonModelReader::uuidOf(const JsonNode& node, const Parts& parts) {
   if (!parts.uuid) node.fail("an element with \"uuid\"");
   const boost::uuids::uuid uuid = json::uuid(parts.uuid);
   if (uuid.is_nil()) parts.uuid.fail("a uuid that is not nil");
-  ModelElement::Impl* element = nullptr;
-  at(node, [&] { element = fElements.mention(plan.metaClass, uuid); });
-  return element;
+  return uuid;
 }
 
 template <class Target>
@@ -192,16 +196,17 @@ void JsonModelReader::property(Target target, const JsonReadProperty& plan, cons
 
 // --- References and contained elements.
 
-ModelElement::Impl* JsonModelReader::fittingElement(const JsonReadProperty& plan, const JsonNode& node) {
-  ModelElement::Impl* const read = element(node);
-  if (read == nullptr || plan.takes(read->getMetaClass())) return read;
-  throw ParseError(node.place(), "an element of " + to_string(plan.targetClass->getQualifiedName()),
-                   "one of " + to_string(read->getMetaClass()->getQualifiedName()));
+ModelElement::Impl* JsonModelReader::fittingElement(const JsonReadProperty& plan, const Head& head) {
+  if (head.plan != nullptr && !plan.takes(head.plan->metaClass)) {
+    throw ParseError(head.node.place(), "an element of " + to_string(plan.targetClass->getQualifiedName()),
+                     "one of " + to_string(head.plan->metaClass->getQualifiedName()));
+  }
+  return element(head);
 }
 
 template <class Target>
 void JsonModelReader::target(Target target, const JsonReadProperty& plan, const JsonNode& node) {
-  ModelElement::Impl* const read = fittingElement(plan, node);
+  ModelElement::Impl* const read = fittingElement(plan, head(node));
   at(node, [&] {
     if (read != nullptr) return target.setObject(plan.property, ModelElement(read));
     target.set(plan.property, Value::createEmptyValue(plan.type(), plan.property->lower != 0));
@@ -211,13 +216,62 @@ void JsonModelReader::target(Target target, const JsonReadProperty& plan, const 
 template <class Target>
 void JsonModelReader::targets(Target target, const JsonReadProperty& plan, const JsonNode& node) {
   if (!node.isArray()) node.fail("an array of elements");
-  const Value live = target.get(plan.property);
-  ListedTargets listed(live.toElementCollection());
-  for (const JsonNode& entry : node.entries()) {
-    ModelElement::Impl* const read = fittingElement(plan, entry);
-    at(entry, [&] { listed.add(read); });
+  if (plan.slot->isComposite) {
+    const Value live = target.get(plan.property);
+    return contained(plan, node, live.toElementCollection());
+  }
+  references(plan, node);
+  at(node, [&] { assign(target, plan); });
+}
+
+/// Each element is looked for while the one before is read.
+void JsonModelReader::contained(const JsonReadProperty& plan, const JsonNode& node, ElementCollection& collection) {
+  ListedTargets listed(collection, 0);
+  const JsonNode end = node.behind();
+  JsonNode entry = node.following();
+  if (entry == end) return listed.finish();
+  Head next = head(entry);
+  while (entry != end) {
+    const Head current = next;
+    entry = entry.behind();
+    if (entry != end) next = head(entry);
+    ModelElement::Impl* const read = fittingElement(plan, current);
+    at(current.node, [&] { listed.add(read); });
   }
   at(node, [&] { listed.finish(); });
+}
+
+/// References lead anywhere, so several are looked for at once. Leaves them in fListed.
+void JsonModelReader::references(const JsonReadProperty& plan, const JsonNode& node) {
+  constexpr std::size_t kAtOnce = 8;
+  std::array<Head, kAtOnce> heads;
+  std::vector<internal::ElementRecord*> listed =
+      std::exchange(fListed, {});  // contents may stand inside, with more lists
+  listed.clear();
+  const JsonNode end = node.behind();
+  for (JsonNode entry = node.following(); entry != end;) {
+    std::size_t count = 0;
+    for (; entry != end && count < kAtOnce; entry = entry.behind()) heads[count++] = head(entry);
+    for (std::size_t i = 0; i < count; ++i) {
+      listed.push_back(static_cast<internal::ElementRecord*>(fittingElement(plan, heads[i])));
+    }
+  }
+  fListed = std::move(listed);
+}
+
+void JsonModelReader::assign(ElementTarget target, const JsonReadProperty& plan) {
+  auto& record = static_cast<internal::ElementRecord&>(target.element);
+  if (record.core->observers().empty()) {  // nobody to be told of the change
+    if (!fListed.empty() || record.list(*plan.slot).size() != 0) record.core->assign(record, *plan.slot, fListed);
+    return;
+  }
+  const Value live = target.get(plan.property);
+  live.toElementCollection().assign(handlesTo(fListed));
+}
+
+void JsonModelReader::assign(DataTarget target, const JsonReadProperty& plan) {
+  const Value live = target.get(plan.property);
+  live.toElementCollection().assign(handlesTo(fListed));
 }
 
 // --- Values.
@@ -269,6 +323,7 @@ void JsonModelReader::values(Target target, const JsonReadProperty& plan, const 
   if (plan.slot->shape == SlotShape::Typed) {
     return internal::dispatchContiguous(plan.storage(), [&]<class T>(TypeTag<T>) {
       std::vector<T> objects;
+      objects.reserve(node.behind().index() - node.following().index());  // one node each
       for (const JsonNode& entry : node.entries()) objects.push_back(json::object<T>(entry));
       static_cast<TypedCollection<T>&>(collection).assign(std::move(objects));
     });

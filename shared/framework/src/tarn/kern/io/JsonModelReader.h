@@ -2,9 +2,11 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <tarn/kern/Model.h>
 
+#include "../ElementRecord.h"
 #include "ContentTarget.h"
 #include "JsonDocument.h"
 #include "JsonReadPlan.h"
@@ -26,12 +28,20 @@ class JsonModelReader {
  private:
   /// The members of an element or data value.
   struct Parts;
+  /// An element whose head has been read, but which nobody has looked for yet.
+  struct Head {
+    JsonNode node;
+    const JsonReadPlan* plan = nullptr;  ///< nullptr: the node is null
+    boost::uuids::uuid uuid{};
+    JsonNode content;  ///< null where there is none
+  };
 
   /// An element, a reference, or null. @return nullptr for null
-  ModelElement::Impl* element(const JsonNode& node);
+  ModelElement::Impl* element(const JsonNode& node) { return element(head(node)); }
+  ModelElement::Impl* element(const Head& head);
+  [[nodiscard]] Head head(const JsonNode& node);
   [[nodiscard]] const JsonReadPlan& planOf(const JsonNode& node, const Parts& parts);
-  [[nodiscard]] ModelElement::Impl* mention(const JsonNode& node, const Parts& parts, const JsonReadPlan& plan);
-  void define(const JsonNode& node, const Parts& parts, const JsonReadPlan& plan, ModelElement::Impl& element);
+  [[nodiscard]] static boost::uuids::uuid uuidOf(const JsonNode& node, const Parts& parts);
   template <class Target>
   void contents(Target target, const JsonReadPlan& plan, const JsonNode& content);
   template <class Target>
@@ -47,9 +57,13 @@ class JsonModelReader {
   void target(Target target, const JsonReadProperty& plan, const JsonNode& node);
   template <class Target>
   void targets(Target target, const JsonReadProperty& plan, const JsonNode& node);
+  void contained(const JsonReadProperty& plan, const JsonNode& node, ElementCollection& collection);
+  void references(const JsonReadProperty& plan, const JsonNode& node);
+  void assign(ElementTarget target, const JsonReadProperty& plan);
+  void assign(DataTarget target, const JsonReadProperty& plan);
   template <class Target>
   void values(Target target, const JsonReadProperty& plan, const JsonNode& node);
-  [[nodiscard]] ModelElement::Impl* fittingElement(const JsonReadProperty& plan, const JsonNode& node);
+  [[nodiscard]] ModelElement::Impl* fittingElement(const JsonReadProperty& plan, const Head& head);
 
   [[nodiscard]] Value dataValue(const JsonReadProperty& plan, const JsonNode& node);
   [[nodiscard]] ReflectiveDataType data(const JsonReadProperty& plan, const JsonNode& node);
@@ -58,6 +72,7 @@ class JsonModelReader {
 
   MentionedElements& fElements;
   JsonReadPlans fPlans;
+  std::vector<internal::ElementRecord*> fListed;  ///< what references() has found; kept for its memory
 };
 
 }  // namespace tarn::kern::io

@@ -1,5 +1,7 @@
 #include "MentionedElements.h"
 
+#include <algorithm>
+#include <bit>
 #include <string>
 
 #include <boost/lexical_cast.hpp>
@@ -10,6 +12,7 @@
 
 #include "../ElementRecord.h"
 #include "../ModelCore.h"
+#include "../UuidIndex.h"
 
 namespace tarn::kern::io {
 
@@ -20,10 +23,6 @@ using quillon::logging::internal::Logger;
 namespace {
 
 std::string uuidText(const boost::uuids::uuid& uuid) { return boost::lexical_cast<std::string>(uuid); }
-
-std::uint32_t placeOf(const ModelElement::Impl& element) noexcept {
-  return static_cast<const internal::ElementRecord&>(element).index;
-}
 
 [[noreturn, gnu::cold]] void failOtherClass(const meta::Class& wanted, const ModelElement::Impl& existing) {
   throw KernelError("Error: A reference to the " + ustring_to_utf8(wanted->getName()) + " element with UUID " +
@@ -54,45 +53,86 @@ void logDangling(const ModelElement::Impl& element) {
 
 }  // namespace
 
-MentionedElements::MentionedElements(const Model& model) : fModel(model), fFirstPlace(model->core().table().size()) {}
+MentionedElements::Entry::Entry(ModelElement::Impl* element, State state) noexcept
+    : fUuid(element->getUuid()),
+      fType(element->getMetaClass().get()),
+      fTagged(reinterpret_cast<std::uintptr_t>(element) | static_cast<std::uintptr_t>(state)) {}
 
-MentionedElements::State* MentionedElements::stateOf(const ModelElement::Impl& element) noexcept {
-  const std::size_t place = placeOf(element);
-  if (place < fFirstPlace || place - fFirstPlace >= fStates.size()) return nullptr;
-  State& state = fStates[place - fFirstPlace];
-  return state == State::Foreign ? nullptr : &state;
+MentionedElements::MentionedElements(const Model& model, std::size_t expected)
+    : fModel(model),
+      fMayHoldSome(model->getElementCount() != 0 || model->getDataSource() != nullptr),
+      fFirstPlace(model->core().table().size()) {
+  constexpr std::size_t kFewest = 16;
+  growTo(std::bit_ceil(std::max(kFewest, expected + expected / 2)));
 }
 
 ModelElement::Impl* MentionedElements::mention(const meta::Class& type, const boost::uuids::uuid& uuid) {
-  const ModelElement existing = fModel->findElement(uuid, FindElementBehavior::Anywhere);
-  if (!existing) return make(type, uuid);
-  if (existing->getMetaClass() != type) failOtherClass(type, *existing);
-  if (stateOf(*existing) == nullptr) noteExisting(*existing);
-  return existing.get();
+  return entryOf(type, uuid).element();
 }
 
-ModelElement::Impl* MentionedElements::make(const meta::Class& type, const boost::uuids::uuid& uuid) {
+ModelElement::Impl* MentionedElements::define(const meta::Class& type, const boost::uuids::uuid& uuid) {
+  Entry& entry = entryOf(type, uuid);
+  if (entry.state() != State::Undefined) failContentsTwice(*entry.element());
+  entry.setDefined();
+  --fUndefined;
+  return entry.element();
+}
+
+MentionedElements::Entry& MentionedElements::entryOf(const meta::Class& type, const boost::uuids::uuid& uuid) {
+  Entry* entry = &place(uuid);
+  if (!entry->isUsed()) {
+    if ((fUsed + 1) * 4 > fEntries.size() * 3) {
+      growTo(fEntries.size() * 2);
+      entry = &place(uuid);
+    }
+    *entry = firstMention(type, uuid);
+    ++fUsed;
+  }
+  if (entry->type() != type.get()) failOtherClass(type, *entry->element());
+  return *entry;
+}
+
+std::size_t MentionedElements::homeOf(const boost::uuids::uuid& uuid) const noexcept {
+  return internal::UuidIndex::hashOf(uuid) & (fEntries.size() - 1);
+}
+
+/// Where the uuid stands, or where it would.
+MentionedElements::Entry& MentionedElements::place(const boost::uuids::uuid& uuid) noexcept {
+  const std::size_t mask = fEntries.size() - 1;
+  std::size_t at = homeOf(uuid);
+  while (fEntries[at].isUsed() && fEntries[at].uuid() != uuid) at = (at + 1) & mask;
+  return fEntries[at];
+}
+
+MentionedElements::Entry MentionedElements::firstMention(const meta::Class& type, const boost::uuids::uuid& uuid) {
+  if (fMayHoldSome) {
+    if (const ModelElement existing = fModel->findElement(uuid, FindElementBehavior::Anywhere)) {
+      if (existing->getMetaClass() == type) logExisting(*existing);
+      return {existing.get(), State::Existing};
+    }
+  }
   const ModelElement made = type->instantiate(fModel, uuid);
-  fStates.resize(placeOf(*made) - fFirstPlace + 1, State::Foreign);
-  fStates.back() = State::Undefined;
-  return made.get();
+  ++fUndefined;
+  return {made.get(), State::Undefined};
 }
 
-void MentionedElements::noteExisting(const ModelElement::Impl& element) {
-  if (fNoted.insert(&element).second) logExisting(element);
-}
-
-void MentionedElements::define(const ModelElement::Impl& element) {
-  State* const state = stateOf(element);
-  if (state == nullptr || *state == State::Defined) failContentsTwice(element);
-  *state = State::Defined;
+void MentionedElements::growTo(std::size_t size) {
+  std::vector<Entry> old(size);
+  old.swap(fEntries);
+  for (const Entry& entry : old) {
+    if (entry.isUsed()) place(entry.uuid()) = entry;
+  }
 }
 
 void MentionedElements::finish() {
+  if (fUndefined == 0) return;
   const std::vector<internal::ElementRecord*>& table = fModel->core().table();
-  for (std::size_t i = 0; i < fStates.size(); ++i) {
-    if (fStates[i] != State::Undefined) continue;
-    if (internal::ElementRecord* const record = table[fFirstPlace + i]) fDangling.emplace_back(record);
+  for (std::size_t i = fFirstPlace; i < table.size(); ++i) {
+    if (table[i] == nullptr) continue;
+    const Entry& entry = place(table[i]->getUuid());
+    if (entry.isUsed() && entry.element() == table[i] && entry.state() == State::Undefined) {
+      fDangling.emplace_back(table[i]);
+    }
   }
 }
 

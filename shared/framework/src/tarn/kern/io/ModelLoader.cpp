@@ -71,7 +71,7 @@ class ModelLoader::Filler {
   Filler(ModelLoader& loader, const std::string& pathToRoot) : fLoader(loader), fRoot(pathToRoot) {}
 
   ModelElement::Impl* element(const RawElement& raw);
-  ModelElement::Impl* mention(const RawElement& raw) { return mention(raw.typeName, raw.uuid, raw.position); }
+  ModelElement::Impl* mention(const RawElement& raw) { return known(raw.typeName, raw.uuid, raw.position, false); }
 
  private:
   /// The way from the root to what is being read, as a chain through the frames: written out only for an error.
@@ -95,7 +95,9 @@ class ModelLoader::Filler {
     Step fStep;
   };
 
-  ModelElement::Impl* mention(const ustring& typeName, const boost::uuids::uuid& uuid, const RawPosition& position);
+  /// The element of that uuid; `isDefinition` where contents follow.
+  ModelElement::Impl* known(const ustring& typeName, const boost::uuids::uuid& uuid, const RawPosition& position,
+                            bool isDefinition);
   template <class Target>
   void contents(Target target, const meta::StructuredType& type, const std::vector<RawProperty>& properties,
                 const RawPosition& position);
@@ -157,20 +159,20 @@ ParsePlace ModelLoader::Filler::place(const RawPosition& position) const {
 
 // --- Elements.
 
-ModelElement::Impl* ModelLoader::Filler::mention(const ustring& typeName, const boost::uuids::uuid& uuid,
-                                                 const RawPosition& position) {
+ModelElement::Impl* ModelLoader::Filler::known(const ustring& typeName, const boost::uuids::uuid& uuid,
+                                               const RawPosition& position, bool isDefinition) {
   const auto type = narrow<meta::Class>(meta::MetaRegistry::getInstance()->getType(typeName));
   if (!type) {
     throw ParseError(place(position), "the qualified name of a registered class", "\"" + to_string(typeName) + "\"",
                      nearestClass(typeName));
   }
   if (uuid.is_nil()) throw ParseError(place(position), "a uuid that is not nil", "the nil uuid");
-  return at(position, [&] { return fLoader.fElements.mention(type, uuid); });
+  MentionedElements& elements = fLoader.fElements;
+  return at(position, [&] { return isDefinition ? elements.define(type, uuid) : elements.mention(type, uuid); });
 }
 
 ModelElement::Impl* ModelLoader::Filler::element(const RawElement& raw) {
-  ModelElement::Impl* const element = mention(raw.typeName, raw.uuid, raw.position);
-  at(raw.position, [&] { fLoader.fElements.define(*element); });
+  ModelElement::Impl* const element = known(raw.typeName, raw.uuid, raw.position, true);
   bedrock::stack::callDeep(
       [&] { contents(ElementTarget{*element}, element->getMetaClass(), raw.properties, raw.position); });
   return element;
@@ -221,8 +223,8 @@ ModelElement::Impl* ModelLoader::Filler::target(const meta::Property& property, 
   } else if (value.kind() == Kind::Reference) {
     const RawReference& reference = value.reference();
     // A file that names no class means the declared one.
-    read = mention(reference.typeName.empty() ? wanted->getQualifiedName() : reference.typeName, reference.uuid,
-                   value.position);
+    read = known(reference.typeName.empty() ? wanted->getQualifiedName() : reference.typeName, reference.uuid,
+                 value.position, false);
   } else if (!value.isNull()) {
     fail(value, "an element or a reference to one");
   }
@@ -236,7 +238,7 @@ template <class Target>
 void ModelLoader::Filler::targets(Target target, const meta::Property& property, const RawValue& value) {
   if (value.kind() != Kind::List) fail(value, "a list of elements");
   const Value live = target.get(property);
-  ListedTargets listed(live.toElementCollection());
+  ListedTargets listed(live.toElementCollection(), value.list().size());
   for (std::size_t i = 0; i < value.list().size(); ++i) {
     const RawValue& entry = value.list()[i];
     const Inside step(*this, nullptr, i);

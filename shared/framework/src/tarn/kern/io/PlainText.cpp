@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include <bedrock/i18n.h>
 
@@ -60,6 +61,19 @@ bool isAboveOne(std::string_view text) noexcept {
   const auto result = std::from_chars(exponentText.data(), exponentText.data() + exponentText.size(), exponent);
   if (result.ec == std::errc::result_out_of_range) return !exponentText.starts_with('-');
   return exponent > (isBeforePoint ? -places : places);
+}
+
+/// Any number of digits. @param text without its sign
+template <class T>
+std::optional<T> readLongInteger(std::string_view text, bool isNegative) noexcept {
+  std::uint64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number);
+  if (text.empty() || result.ec != std::errc() || result.ptr != end) return std::nullopt;
+  constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<T>::max());
+  constexpr std::uint64_t kMostNegative = std::is_signed_v<T> ? kLargest + 1 : 0;
+  if (number > (isNegative ? kMostNegative : kLargest)) return std::nullopt;
+  return static_cast<T>(isNegative ? 0 - number : number);
 }
 
 }  // namespace
@@ -143,13 +157,23 @@ std::optional<double> readReal(std::string_view text) noexcept {
 
 template <class T>
 std::optional<T> readInteger(std::string_view text) noexcept {
-  T number = 0;
-  const char* begin = text.data();
-  const char* const end = begin + text.size();
-  if (text == "-0") return number;  // from_chars takes no sign for unsigned types
-  const auto result = std::from_chars(begin, end, number);
-  if (text.empty() || result.ec != std::errc() || result.ptr != end) return std::nullopt;
-  return number;
+  using Unsigned = std::make_unsigned_t<T>;
+  constexpr std::size_t kSafeDigits = std::numeric_limits<T>::digits10;  // any number of so many digits fits
+  const bool isNegative = text.starts_with('-');
+  if (isNegative) text.remove_prefix(1);
+  if (text.empty() || text.size() > kSafeDigits) return readLongInteger<T>(text, isNegative);
+  Unsigned number = 0;
+  for (const char c : text) {
+    const auto digit = static_cast<unsigned char>(c - '0');
+    if (digit > 9) return std::nullopt;
+    number = static_cast<Unsigned>(number * 10U + digit);
+  }
+  if (!isNegative) return static_cast<T>(number);
+  if constexpr (std::is_unsigned_v<T>) {
+    return number == 0 ? std::optional<T>(0) : std::nullopt;
+  } else {
+    return static_cast<T>(-static_cast<T>(number));
+  }
 }
 
 template std::optional<std::int8_t> readInteger(std::string_view) noexcept;

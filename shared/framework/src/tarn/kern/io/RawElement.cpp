@@ -22,9 +22,7 @@ RawData& RawData::operator=(const RawData&) = default;
 RawData& RawData::operator=(RawData&&) noexcept = default;
 RawData::~RawData() = default;
 
-bool operator==(const RawData& a, const RawData& b) {
-  return a.typeName == b.typeName && a.properties == b.properties;
-}
+bool operator==(const RawData& a, const RawData& b) { return a.typeName == b.typeName && a.properties == b.properties; }
 
 RawValue::RawValue() noexcept = default;
 RawValue::RawValue(bool value) : fContent(value) {}
