@@ -42,15 +42,15 @@ class Writer {
     if (item.marks.empty() && item.tags.empty() && !hasChildren) return put("/>\n");
     put(">\n");
     for (const std::int32_t mark : item.marks) {
-      indent(depth == 0 ? 0 : depth + 1);
+      indent(depth + 1);
       put("<marks>");
       number(mark);
       put("</marks>\n");
     }
-    for (const std::u16string& tag : item.tags) {
-      indent(depth == 0 ? 0 : depth + 1);
+    for (const std::u16string& word : item.tags) {
+      indent(depth + 1);
       put("<tags>");
-      text(tag);
+      text(word);
       put("</tags>\n");
     }
     if (hasChildren) {

@@ -74,7 +74,7 @@ TEST(XmlSerializer, WritesOneRootWithItsContentByteForByte) {
             std::string(kHead) +
                 " xmi:uuid=\"00000000-0000-0000-0000-000000000001\" xmi:id=\"_00000000-0000-0000-0000-000000000001\""
                 " name=\"a &amp; &lt;b> &quot;c&quot;&#10;&#9;&#13;\" count=\"6\">\n"
-                "<children xsi:type=\"j:Special\" xmi:uuid=\"00000000-0000-0000-0000-000000000002\""
+                "  <children xsi:type=\"j:Special\" xmi:uuid=\"00000000-0000-0000-0000-000000000002\""
                 " xmi:id=\"_00000000-0000-0000-0000-000000000002\" name=\"child\""
                 " next=\"_00000000-0000-0000-0000-000000000001\"/>\n"
                 "</j:Node>\n");

@@ -166,6 +166,7 @@ void XmiWriter::write(const std::vector<ModelElement>& elements, std::string& te
     const bool hasChildren = writeAttributes(*roots.front(), plan);
     fBody += hasChildren ? ">\n" : "/>\n";
     if (hasChildren) {
+      fDepth = 1;
       writeChildren(*roots.front(), plan);
       fBody += "</" + root + ">\n";
     }
