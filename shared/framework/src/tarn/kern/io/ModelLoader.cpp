@@ -327,7 +327,8 @@ std::string spelling(const RawValue& value) {
   return {};
 }
 
-std::optional<bool> truthValue(const RawValue& value) {
+// clang 14 does not see that a template below needs these two.
+[[maybe_unused]] std::optional<bool> truthValue(const RawValue& value) {
   if (value.kind() == Kind::Boolean) return value.boolean();
   if (value.kind() != Kind::Text) return std::nullopt;
   if (value.text() == u"true" || value.text() == u"1") return true;
@@ -335,7 +336,7 @@ std::optional<bool> truthValue(const RawValue& value) {
   return std::nullopt;
 }
 
-std::optional<double> realNumber(const RawValue& value) {
+[[maybe_unused]] std::optional<double> realNumber(const RawValue& value) {
   if (value.isNull()) return std::numeric_limits<double>::quiet_NaN();
   const std::string text = spelling(value);
   const auto number = readReal(text);
