@@ -188,3 +188,57 @@ TEST_F(ContainmentTest, LeavesALongCollectionFromTheFrontTheBackAndTheMiddle) {
   collection.insertElement(5, newNode(model, u"new"));
   EXPECT_EQ(nameOf(collection.getElement(5)), "new");
 }
+
+TEST_F(ContainmentTest, ADestroyedElementHasNoContainerUntilItIsBack) {
+  add(a, u"children", b);
+  add(a, u"children", c);
+  Transaction transaction = model->beginTransaction(false);
+  b->destroy();
+  EXPECT_FALSE(b->container());
+  EXPECT_FALSE(b->containerProperty());
+  EXPECT_THAT(names(a, u"children"), ElementsAre("c"));
+  transaction.rollBack();
+  EXPECT_EQ(b->container(), a);
+  EXPECT_THAT(names(a, u"children"), ElementsAre("b", "c"));
+}
+
+/// An element that holds nothing and that nothing refers to is destroyed by a shorter way than others.
+TEST_F(ContainmentTest, LoneElementsAreDestroyedAsOthersAre) {
+  const auto statesOf = [](bool isReferredTo) {
+    const Model model = newModel();
+    model->setUndoLimit(3);
+    const ModelElement parent = newNode(model, u"parent");
+    const ModelElement gone = newNode(model, u"gone");
+    const ModelElement stays = newNode(model, u"stays");
+    add(parent, u"children", gone);
+    add(parent, u"children", stays);
+    if (isReferredTo) set(stays, u"next", gone);
+    std::vector<std::vector<std::string>> states;
+    const auto look = [&] {
+      states.push_back(names(parent, u"children"));
+      states.back().push_back(std::to_string(model->getElementCount()));
+      states.back().push_back(std::to_string(model->getTopLevelElements().size()));
+      states.back().push_back(gone->isDestroyed() ? "destroyed" : nameOf(gone->container()));
+      EXPECT_EQ(inconsistencies(model), "");
+    };
+    gone->destroy();
+    look();
+    model->undo();
+    look();
+    model->redo();
+    look();
+    model->undo();
+    Transaction outer = model->beginTransaction(false);
+    Transaction inner = model->beginTransaction(false);
+    gone->destroy();
+    inner.commit(boost::none);
+    look();
+    outer.rollBack();
+    look();
+    model->setUndoLimit(0);
+    gone->destroy();
+    look();
+    return states;
+  };
+  EXPECT_EQ(statesOf(false), statesOf(true));
+}

@@ -56,12 +56,35 @@ TEST(DeepModel, BuildsComparesRollsBackAndDestroysAChainOfContainment) {
   EXPECT_EQ(model->getElementCount(), 0U);
 }
 
-TEST(DeepModel, BuildsAndDestroysAChainOfReferences) {
+TEST(DeepModel, BuildsRollsBackAndDestroysAChainOfReferences) {
   const Model model = newModel();
+  Transaction building = model->beginTransaction(false);
+  static_cast<void>(chain(model, u"next"));
+  building.rollBack();
+  EXPECT_EQ(model->getElementCount(), 0U);
   const ModelElement first = chain(model, u"next");
   EXPECT_TRUE(modelsEqual(model, model));
   first->destroy();
   EXPECT_EQ(model->getElementCount(), static_cast<std::size_t>(kDepth) - 1);
   model->destroy();
   EXPECT_EQ(model->getElementCount(), 0U);
+}
+
+TEST(DeepModel, LooksForCyclesWhereTheWayIsShort) {
+  const Model model = newModel();
+  Transaction building = model->beginTransaction(false);
+  const ModelElement first = chain(model, u"only");
+  ModelElement last = first;
+  for (ModelElement next = last; next; next = last->get<ModelElement>(u"only")) last = next;
+  // Each of these holds something itself, so it could hold the place that it goes to, which is a long way down.
+  constexpr int kFamilies = 20'000;
+  for (int i = 0; i < kFamilies; ++i) {
+    const ModelElement family = newNode(model);
+    family->set(property(u"only"), newNode(model));
+    add(last, u"children", family);
+  }
+  EXPECT_EQ(names(last, u"children").size(), static_cast<std::size_t>(kFamilies));
+  // And where the whole chain would have to be walked from either end, it still is.
+  EXPECT_THROW(add(last, u"children", first), ContainmentError);
+  building.rollBack();
 }
