@@ -80,8 +80,9 @@ WorkshopPlan::WorkshopPlan()
     : NimboModelWrapperBase(meta().workshop, "workshop plan 1\n", /*keepBytes=*/true, /*destroyOnRelease=*/true) {}
 
 void WorkshopPlan::open(const ustring& path) {
+  const ustring wanted = path;     // which may be our own strataFilePath, and that is about to be cleared
   if (isInStore()) detachModel();  // not `close`, which would load all of it
-  NimboModelWrapperBase::open(path);
+  NimboModelWrapperBase::open(wanted);
 }
 
 void WorkshopPlan::save(const ustring& path) const { quillon::nimbo::safeSave(*this, path, formOf(path)); }

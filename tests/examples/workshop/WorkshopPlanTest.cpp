@@ -151,6 +151,16 @@ TEST(WorkshopPlan, OpensAnotherPlanAfterAStore) {
   EXPECT_EQ(listOf(first), kTable);
 }
 
+TEST(WorkshopPlan, IsReopenedByItsOwnPath) {
+  const TemporaryFolder folder;
+  WorkshopPlan plan;
+  plan.open(folder.file(u"store.db"));
+  enterTable(plan);
+  plan.open(plan.strataFilePath());
+  EXPECT_TRUE(plan.isInStore());
+  EXPECT_EQ(listOf(plan), kTable);
+}
+
 TEST(WorkshopPlan, RefusesWhatIsThereAlreadyOrIsNot) {
   WorkshopPlan plan;
   enterTable(plan);

@@ -738,6 +738,20 @@ TEST_F(Walk, PassesOverNullEntries) {
   EXPECT_THAT(fWrapper.calls, ElementsAre("resolve root", "resolve z1"));
 }
 
+TEST_F(Walk, FollowsChainsOfAnyLength) {
+  constexpr int kLength = 100'000;
+  ModelElement end = make(u"first");
+  const ModelElement first = end;
+  for (int i = 1; i < kLength; ++i) {
+    const ModelElement next = make(u"link");
+    end->set(u"bravo", next);
+    end = next;
+  }
+  fRoot->set(u"bravo", first);
+  fWrapper.walk();
+  EXPECT_EQ(std::count(fWrapper.calls.begin(), fWrapper.calls.end(), "resolve link"), kLength - 1);
+}
+
 TEST_F(Walk, HasNothingToDoWithoutARoot) {
   const testsupport::CerrCapture quiet;
   EXPECT_ANY_THROW(fWrapper.parseBinString("B rubbish"));
