@@ -13,6 +13,7 @@
 #include "ChildProcess.h"
 #include "CommandLine.h"
 #include "DebianModel.h"
+#include "ExchangeForms.h"
 #include "PlainDatabase.h"
 #include "Report.h"
 #include "RoundTrip.h"
@@ -89,6 +90,7 @@ void run(CommandLine line) {
   printFigures(job, std::cout);
   std::cout << "\nEach file was loaded into a new model that is equal to the one saved and saves as the same bytes.\n";
   showTextForms(model, line.outDirectory, std::cout);
+  showExchangeForms(model, line.outDirectory, std::cout);
   takeTour(model, line.section, line.outDirectory, std::cout);
 }
 

@@ -72,8 +72,9 @@ TEST_F(Program, LeavesFilesThatHoldTheModelAndFilesThatShowIt) {
     const auto difference = tarn::kern::firstDifference(expected, loadModel(out() + "/debian." + letter));
     EXPECT_FALSE(difference) << letter << ": " << difference->text();
   }
-  for (const char* name : {"debian.txt", "debian.html", "debian.json", "debian.dump.json"})
+  for (const char* name : {"debian.txt", "debian.html", "debian.json", "debian.dump.json", "debian.xmi"})
     EXPECT_GT(fs::file_size(out() + "/" + name), 10000) << name;
+  EXPECT_GT(fs::file_size(out() + "/debian.ecore"), 2000);
 }
 
 TEST_F(Program, ReadsAnotherRoot) {
