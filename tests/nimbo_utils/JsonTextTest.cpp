@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -5,11 +6,13 @@
 #include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 
+#include "JsonArena.h"
 #include "JsonText.h"
 
 /// The writer is there for depth and speed alone: each text must be the one that the JSON library itself would write.
@@ -18,11 +21,17 @@ namespace {
 
 using nlohmann::json;
 
+std::string jsonText(const json& document) {
+  std::string text;
+  appendJsonText(text, document);
+  return text;
+}
+
 std::string libraryText(const json& document) { return document.dump(-1, ' ', false, json::error_handler_t::strict); }
 
 void expectLibraryText(const json& document) {
   const std::string expected = libraryText(document);
-  EXPECT_EQ(jsonText(json(document)), expected);
+  EXPECT_EQ(jsonText(document), expected);
 }
 
 /// The text of the library's exception for a document that it refuses.
@@ -178,18 +187,98 @@ TEST(JsonText, WritesAMillionLevels) {
   for (std::size_t level = 0; level < kLevels; ++level) expected += "[{\"a\":";
   expected += '1';
   for (std::size_t level = 0; level < kLevels; ++level) expected += "}]";
-  EXPECT_EQ(jsonText(std::move(document)), expected);
+  EXPECT_EQ(jsonText(document), expected);
 }
 
-TEST(JsonText, LetsGoOfADeepDocumentThatItRefuses) {
+TEST(JsonText, ComesBackUpFromADeepDocumentThatItRefuses) {
   json document = "\xff";
   for (std::size_t level = 0; level < 200'000; ++level) {
     json array = json::array();
     array.push_back(std::move(document));
     document = std::move(array);
   }
-  EXPECT_NE(refusal([&] { static_cast<void>(jsonText(std::move(document))); }).find("invalid UTF-8 byte at index 0"),
+  EXPECT_NE(refusal([&] { static_cast<void>(jsonText(document)); }).find("invalid UTF-8 byte at index 0"),
             std::string::npos);
+}
+
+// --- Documents in an arena.
+
+/// The same document, built anew where ArenaJson has its memory.
+ArenaJson inArena(const json& document) {
+  switch (document.type()) {
+    case json::value_t::object: {
+      ArenaJson object = ArenaJson::object();
+      for (const auto& [key, value] : document.items()) object[ArenaString(key)] = inArena(value);
+      return object;
+    }
+    case json::value_t::array: {
+      ArenaJson array = ArenaJson::array();
+      for (const json& value : document) array.push_back(inArena(value));
+      return array;
+    }
+    case json::value_t::string:
+      return ArenaString(document.get_ref<const std::string&>());
+    case json::value_t::boolean:
+      return document.get<bool>();
+    case json::value_t::number_integer:
+      return document.get<std::int64_t>();
+    case json::value_t::number_unsigned:
+      return document.get<std::uint64_t>();
+    case json::value_t::number_float:
+      return document.get<double>();
+    default:
+      return nullptr;
+  }
+}
+
+TEST(JsonArena, HoldsDocumentsThatGiveTheSameText) {
+  for (std::uint32_t seed = 1; seed <= 300; ++seed) {
+    SCOPED_TRACE(seed);
+    const json document = RandomDocuments(seed).value(6);
+    const JsonArena arena;
+    std::string text;
+    appendJsonText(text, inArena(document));
+    EXPECT_EQ(text, libraryText(document));
+  }
+}
+
+TEST(JsonArena, NeedsNoDestructionOfWhatItHolds) {
+  JsonArena arena;
+  auto& document = arena.make<ArenaJson>();
+  document = ArenaString(1'000'000, 'x');
+  for (int level = 0; level < 1'000'000; ++level) {
+    ArenaJson array = ArenaJson::array();
+    array.push_back(std::move(document));
+    document = std::move(array);
+  }
+}
+
+TEST(JsonArena, GivesAlignedMemoryOfAnySizeThatIsNobodyElses) {
+  JsonArena arena;
+  std::mt19937 random(1);
+  std::vector<std::pair<unsigned char*, std::size_t>> pieces;
+  for (unsigned count = 0; count < 5000; ++count) {
+    const std::size_t alignment = std::size_t{1} << random() % 5;
+    const std::size_t size = random() % 100 == 0 ? random() % 300'000 : random() % 200;
+    auto* const piece = static_cast<unsigned char*>(arena.allocate(size, alignment));
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(piece) % alignment, 0U);
+    std::memset(piece, static_cast<int>(count % 251), size);
+    pieces.emplace_back(piece, size);
+  }
+  for (std::size_t i = 0; i < pieces.size(); ++i) {
+    const auto [piece, size] = pieces[i];
+    EXPECT_EQ(std::count(piece, piece + size, static_cast<unsigned char>(i % 251)), static_cast<std::ptrdiff_t>(size));
+  }
+}
+
+TEST(JsonArena, GivesWayToOneThatIsMadeLater) {
+  const JsonArena outer;
+  EXPECT_EQ(JsonArena::latest(), &outer);
+  {
+    const JsonArena inner;
+    EXPECT_EQ(JsonArena::latest(), &inner);
+  }
+  EXPECT_EQ(JsonArena::latest(), &outer);
 }
 
 }  // namespace

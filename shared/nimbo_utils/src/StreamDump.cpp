@@ -11,17 +11,18 @@
 
 #include <bedrock/i18n.h>
 
+#include "JsonArena.h"
 #include "JsonText.h"
 
 namespace quillon::nimbo {
 
-using nlohmann::json;
+using json = ArenaJson;
 
 namespace {
 
-std::string uuidText(const boost::uuids::uuid& uuid) {
+ArenaString uuidText(const boost::uuids::uuid& uuid) {
   constexpr const char* kDigits = "0123456789abcdef";
-  std::string text(36, '-');
+  ArenaString text(36, '-');
   std::size_t at = 0;
   for (const std::uint8_t byte : uuid.data) {
     if (at == 8 || at == 13 || at == 18 || at == 23) ++at;
@@ -46,7 +47,7 @@ class DumpSink {
   void beginElement(const ElementEvent& event) {
     json::object_t& object = startObject();
     json* const content = event.hasContents ? &append(object, "content", nullptr) : nullptr;
-    append(object, "type", std::string(event.typeName));
+    append(object, "type", ArenaString(event.typeName));
     append(object, "uuid", uuidText(event.uuid));
     fOpen.push_back({.content = content});
   }
@@ -55,7 +56,7 @@ class DumpSink {
   void beginData(std::string_view typeName) {
     json::object_t& object = startObject();
     json* const content = &append(object, "content", nullptr);
-    append(object, "type", std::string(typeName));
+    append(object, "type", ArenaString(typeName));
     fOpen.push_back({.content = content});
   }
   void endData(const DataEndEvent&) { fOpen.pop_back(); }
@@ -65,7 +66,7 @@ class DumpSink {
     json& content = *fOpen.back().content;
     if (content.is_null()) content = json::object();
     auto& object = content.get_ref<json::object_t&>();
-    fOpen.back().slot = &object.try_emplace(object.end(), std::string(event.name))->second;
+    fOpen.back().slot = &object.try_emplace(object.end(), ArenaString(event.name))->second;
   }
 
   void beginCollection(const CollectionEvent&) {
@@ -76,17 +77,17 @@ class DumpSink {
   void endCollection() { fOpen.pop_back(); }
 
   void beginMap(const MapEvent&) { fMap = &startObject(); }
-  void mapEntry(const MapEntryEvent& event) { fMap->emplace(std::string(event.key), std::string(event.value)); }
+  void mapEntry(const MapEntryEvent& event) { fMap->emplace(ArenaString(event.key), ArenaString(event.value)); }
   void endMap() {}
 
-  void literal(const NameEvent& event) { place() = std::string(event.name); }
-  void custom(const CustomEvent& event) { place() = std::string(event.text); }
+  void literal(const NameEvent& event) { place() = ArenaString(event.name); }
+  void custom(const CustomEvent& event) { place() = ArenaString(event.text); }
   void absent(const ByteRange&) { place() = nullptr; }
 
   template <class T>
   void plain(const ByteRange&, SerializationTag, const T& content, bool) {
     if constexpr (std::is_same_v<T, std::string_view>) {
-      place() = std::string(content);
+      place() = ArenaString(content);
     } else if constexpr (std::is_same_v<T, boost::uuids::uuid>) {
       place() = uuidText(content);
     } else {
@@ -139,16 +140,19 @@ class DumpSink {
 }  // namespace
 
 std::string dumpStream(StreamIArchive& archive, const std::vector<std::u16string>& packageUris) {
-  json document;
+  JsonArena arena;
+  json& document = arena.make<json>();
   auto& entries = (document["entries"] = json::array()).get_ref<json::array_t&>();
   {
     DumpSink sink(entries);
     StreamWalker<DumpSink>(archive, sink).readRoots();
   }
   json& uris = document["packageUris"] = json::array();
-  for (const std::u16string& uri : packageUris) uris.push_back(bedrock::i18n::ustring_to_utf8(uri));
+  for (const std::u16string& uri : packageUris) uris.push_back(ArenaString(bedrock::i18n::ustring_to_utf8(uri)));
   document["version"] = "1.0";
-  return jsonText(std::move(document));
+  std::string text;
+  appendJsonText(text, document);
+  return text;
 }
 
 }  // namespace quillon::nimbo
