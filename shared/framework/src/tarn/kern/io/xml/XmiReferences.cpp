@@ -69,7 +69,9 @@ void XmiReferences::fail(std::uint32_t document, std::uint64_t offset, const std
 }
 
 void XmiReferences::set(const PendingReference& reference) {
-  const std::string names = fContent.arena.substr(reference.begin, reference.size);
+  // A copy: reading another document may move the arena.
+  fNames.assign(fContent.arena, reference.begin, reference.size);
+  const std::string& names = fNames;
   const Feature& feature = *reference.feature;
   std::vector<ModelElement> targets = targetsOf(reference.document, names, reference.offset, feature.name);
   const ReflectionPrivateTag& access = ReflectionPrivateTag::PRIVILEGED_ACCESS;
@@ -158,9 +160,11 @@ std::optional<ModelElement> XmiReferences::find(std::uint32_t document, std::str
 ModelElement::Impl* XmiReferences::findInDocument(std::uint32_t document, std::string_view fragment) {
   const XmiDocument& home = fContent.documents[document];
   if (fragment.starts_with('/')) return findByPath(document, fragment);
-  const std::string id(fragment);
-  if (const auto at = home.ids.find(id); at != home.ids.end()) return at->second;
-  if (const auto at = home.keys.find(id); at != home.keys.end()) return at->second;
+  if (!home.ids.empty() || !home.keys.empty()) {  // both are empty in documents that we wrote
+    const std::string id(fragment);
+    if (const auto at = home.ids.find(id); at != home.ids.end()) return at->second;
+    if (const auto at = home.keys.find(id); at != home.keys.end()) return at->second;
+  }
   if (const auto uuid = uuidInId(fragment)) {
     return fContent.model->findElement(*uuid, FindElementBehavior::Anywhere).get();
   }

@@ -50,6 +50,7 @@ class XmiReferences {
 
   XmiContent& fContent;
   DocumentFinder fFindDocument;
+  std::string fNames;  // of the reference that is being set
   // Children by name, for containers that were asked for once.
   using NamedChildren = std::unordered_map<std::string, ModelElement::Impl*>;
   std::map<std::pair<const ModelElement::Impl*, std::string>, NamedChildren> fNamed;
