@@ -59,21 +59,8 @@ Cloner::Cloner(const Cloner& other) = default;
 Cloner& Cloner::operator=(const Cloner& other) = default;
 Cloner::~Cloner() = default;
 
-Cloner::Cloner(Cloner&& other) noexcept
-    : fTargetModel(std::move(other.fTargetModel)),
-      fReplacements(other.fReplacements),
-      fVisited(std::move(other.fVisited)) {
-  other.fVisited.clear();
-}
-
-Cloner& Cloner::operator=(Cloner&& other) noexcept {
-  if (this == &other) return *this;
-  fTargetModel = std::move(other.fTargetModel);
-  fReplacements = other.fReplacements;
-  fVisited = std::move(other.fVisited);
-  other.fVisited.clear();
-  return *this;
-}
+Cloner::Cloner(Cloner&& other) noexcept = default;
+Cloner& Cloner::operator=(Cloner&& other) noexcept = default;
 
 void Cloner::setTargetModel(const Model& model) { fTargetModel = model; }
 Model Cloner::getTargetModel() const { return fTargetModel; }
@@ -81,6 +68,7 @@ Model Cloner::getTargetModel() const { return fTargetModel; }
 void Cloner::clone(const std::vector<ModelElement>& elements) {
   if (!fTargetModel) fTargetModel = Model::create(kern::ModelSpec());
   kern::Transaction transaction = fTargetModel->beginTransaction(false);
+  fIsTargetKnown = isTargetKnown(elements);
   for (const ModelElement& element : elements) cloneModelElement(element);
   fVisited.clear();
   transaction.commit(boost::none);
@@ -99,6 +87,19 @@ void Cloner::cloneAndReplace(const std::vector<ModelElement>& elements,
   fReplacements = nullptr;
 }
 
+bool Cloner::isTargetKnown(const std::vector<ModelElement>& elements) const {
+  const bool isEmpty = fTargetModel->getElementCount() == 0 && fTargetModel->getDataSource() == nullptr;
+  if (fReplacements != nullptr || !isEmpty) return false;
+  const auto* first = elements.empty() || !elements.front() ? nullptr : elements.front()->getModel().get();
+  return std::all_of(elements.begin(), elements.end(),
+                     [first](const ModelElement& element) { return element && element->getModel().get() == first; });
+}
+
+ModelElement Cloner::findTarget(const ModelElement& current) const {
+  if (fIsTargetKnown) return ModelElement();
+  return fTargetModel->findElement(current->getUuid(), kern::FindElementBehavior::Anywhere);
+}
+
 const ModelElement& Cloner::replacementOf(const ModelElement& source) const {
   if (fReplacements == nullptr) return source;
   const auto found = fReplacements->find(source);
@@ -109,14 +110,14 @@ ModelElement Cloner::cloneModelElement(const ModelElement& source) {
   if (!source) return ModelElement();
   const ModelElement& current = replacementOf(source);
   if (!current) return ModelElement();
-  const meta::Class& type = current->getMetaClass();
-  ModelElement target = fTargetModel->findElement(current->getUuid(), kern::FindElementBehavior::Anywhere);
   // The key, not its replacement. A second meeting ends here: the first one has made the target.
-  if (!fVisited.insert(source).second) return target;
-
+  if (const ModelElement* const known = fVisited.find(source.get())) return *known;
+  const meta::Class& type = current->getMetaClass();
+  ModelElement target = findTarget(current);
   const bool isNew = !target;
+  if (isNew) target = type->instantiate(fTargetModel, current->getUuid());
+  fVisited.tryEmplace(source.get(), target);
   if (isNew) {
-    target = type->instantiate(fTargetModel, current->getUuid());
     for (const Property& property : type->getAllPrimitiveProperties()) {
       if (!property->isOmitted) clonePrimitiveProperty(current, target, property);
     }
@@ -124,14 +125,18 @@ ModelElement Cloner::cloneModelElement(const ModelElement& source) {
   const bool isReplaced = current != source;
   for (const Property& property : type->getAllClassProperties()) {
     if (!isFollowed(property, isReplaced)) continue;
-    cloneClassProperty(source, target, property);
+    if (property->upper > 1) {
+      cloneElements(source, target, property, isNew);
+    } else {
+      cloneClassProperty(source, target, property);
+    }
     if (isNew && isFilledFromBothEnds(property)) restoreOrder(source, target, property);
   }
   return target;
 }
 
+/// A single-valued one.
 void Cloner::cloneClassProperty(const ModelElement& source, ModelElement& target, const Property& property) {
-  if (property->upper > 1) return cloneElements(source, target, property);
   const ModelElement member(source->peekElement(property));
   if (!member) return;  // the target keeps what it has
   const ModelElement clone = bedrock::stack::callDeep([&] { return cloneModelElement(member); });
@@ -139,19 +144,28 @@ void Cloner::cloneClassProperty(const ModelElement& source, ModelElement& target
 }
 
 [[gnu::noinline]] void Cloner::cloneElements(const ModelElement& source, const ModelElement& target,
-                                             const Property& property) {
+                                             const Property& property, bool isNew) {
   const std::span<ModelElement::Impl* const> members = source->peekElements(property);
   if (members.empty()) return;
   // Taken before anything is added: source and target may be the same element.
   std::vector<ModelElement> sources;
   sources.reserve(members.size());
   for (ModelElement::Impl* const member : members) sources.emplace_back(member);
-  const Value value = detail::readPrivileged(target, property);
-  kern::ElementCollection& clones = value.toElementCollection();
+  // A new element's collection that nobody else writes into gets all its members at once. Others may be the opposites
+  // of members, and keys that have the same replacement.
+  const bool isOwn = isNew && fReplacements == nullptr && (property->isComposite || !property->getOpposite());
+  std::vector<ModelElement> clones;
+  if (isOwn) clones.reserve(sources.size());
   for (const ModelElement& member : sources) {
-    const ModelElement clone = bedrock::stack::callDeep([&] { return cloneModelElement(member); });
-    if (clone) clones.addElement(clone);
+    ModelElement clone = bedrock::stack::callDeep([&] { return cloneModelElement(member); });
+    if (!clone) continue;
+    if (isOwn) {
+      clones.push_back(std::move(clone));
+    } else {
+      detail::readPrivileged(target, property).toElementCollection().addElement(clone);
+    }
   }
+  if (!clones.empty()) detail::readPrivileged(target, property).toElementCollection().assign(clones);
 }
 
 /// A member that was reached on another way has entered itself by its opposite before its turn. Only when the clones

@@ -10,8 +10,8 @@ namespace quillon::nimbo::detail {
 [[nodiscard]] tarn::kern::Value readPrivileged(const tarn::kern::ModelElement& element,
                                                const tarn::kern::meta::Property& property);
 
-/// Copies a property that is of no class type: single values as they are, the content of maps and collections;
-/// contiguous collections without a Value per entry. A collection of any other kind is added to.
+/// Copies a property that is of no class type to a new element: single values as they are, the content of maps and
+/// collections; contiguous collections without a Value per entry. A collection of any other kind is added to.
 void copyPrimitiveProperty(const tarn::kern::ModelElement& source, const tarn::kern::ModelElement& target,
                            const tarn::kern::meta::Property& property);
 

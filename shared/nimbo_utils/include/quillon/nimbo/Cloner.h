@@ -1,13 +1,13 @@
 #pragma once
 
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include <tarn/kern/Model.h>
 #include <tarn/kern/ModelElement.h>
 #include <tarn/kern/meta/Property.h>
 
+#include "quillon/nimbo/detail/PtrMap.h"
 #include "quillon/nimbo/export.h"
 
 namespace quillon::nimbo {
@@ -73,14 +73,19 @@ class NIMBO_EXPORT Cloner {
   void cloneClassProperty(const ModelElement& source, ModelElement& target, const Property& property);
   void clonePrimitiveProperty(const ModelElement& source, ModelElement& target, const Property& property);
 
-  void cloneElements(const ModelElement& source, const ModelElement& target, const Property& property);
+  [[nodiscard]] bool isTargetKnown(const std::vector<ModelElement>& elements) const;
+  [[nodiscard]] ModelElement findTarget(const ModelElement& current) const;
+  void cloneElements(const ModelElement& source, const ModelElement& target, const Property& property, bool isNew);
   void restoreOrder(const ModelElement& source, const ModelElement& target, const Property& property) const;
   [[nodiscard]] const ModelElement& replacementOf(const ModelElement& source) const;
 
   Model fTargetModel;
   const std::unordered_map<ModelElement, ModelElement>* fReplacements = nullptr;  ///< set during cloneAndReplace alone
-  /// The elements whose walk has begun: the keys of replacements, not what replaces them. Empty between two calls.
-  std::unordered_set<ModelElement> fVisited;
+  /// The elements whose walk has begun (the keys of replacements, not what replaces them) and what they became. Empty
+  /// between two calls.
+  detail::PtrMap<ModelElement, ModelElement> fVisited;
+  /// All that the target holds has been put there by this call, from a single model: what was not visited is not there.
+  bool fIsTargetKnown = false;
 };
 
 }  // namespace quillon::nimbo
