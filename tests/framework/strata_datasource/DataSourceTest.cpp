@@ -158,7 +158,7 @@ TEST_F(DataSourceTest, RefusesPathsThatNameNoFile) {
 TEST_F(DataSourceTest, LeavesForeignFilesAlone) {
   const std::string path = fFolder / "foreign";
   for (const std::string& bytes : {std::string("x"), std::string("MAGIC and the rest of a document"),
-                                  std::string(5000, 'a'), std::string(4096, '\0'), std::string("SQLite format 3")}) {
+                                   std::string(5000, 'a'), std::string(4096, '\0'), std::string("SQLite format 3")}) {
     storetest::writeBytes(path, bytes);
     expectRefused(path, StoreError::Kind::Foreign, "does not begin like a SQLite file");
   }

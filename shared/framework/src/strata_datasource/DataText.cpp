@@ -1,10 +1,10 @@
 #include "DataText.h"
 
+#include <algorithm>
 #include <array>
-#include <bit>
 #include <charconv>
 #include <cmath>
-#include <limits>
+#include <optional>
 #include <stdexcept>
 
 #include <boost/lexical_cast.hpp>
@@ -21,6 +21,7 @@
 
 #include "tarn/kern/Layout.h"
 #include "tarn/kern/io/JsonDocument.h"
+#include "tarn/kern/io/PlainText.h"
 
 namespace strata_datasource::data_text {
 
@@ -44,42 +45,9 @@ namespace {
 
 using Conversion = tarn::kern::DateTimeUtils::Conversion;
 
-constexpr std::uint64_t kUsualNaN = 0x7FF8000000000000ULL;
 constexpr char kHexDigits[] = "0123456789abcdef";
 
-std::string hexOf(std::uint64_t bits) {
-  std::string text;
-  for (int shift = 60; shift >= 0; shift -= 4) text += kHexDigits[(bits >> static_cast<unsigned>(shift)) & 15U];
-  return text;
-}
-
 }  // namespace
-
-std::string textOfReal(double value) {
-  if (std::isnan(value)) {
-    const auto bits = std::bit_cast<std::uint64_t>(value);
-    return bits == kUsualNaN ? "NaN" : "NaN:" + hexOf(bits);
-  }
-  if (std::isinf(value)) return value < 0 ? "-inf" : "inf";
-  std::array<char, 32> text{};
-  const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value);
-  return {text.data(), end};  // the shortest text that gives the same bits: it always fits
-}
-
-bool realOfText(std::string_view text, double& value) {
-  if (text == "inf" || text == "-inf") {
-    value = text.front() == '-' ? -std::numeric_limits<double>::infinity() : std::numeric_limits<double>::infinity();
-    return true;
-  }
-  std::uint64_t bits = kUsualNaN;
-  if (text != "NaN") {
-    if (text.size() != 20 || !text.starts_with("NaN:")) return false;
-    const auto [end, error] = std::from_chars(text.data() + 4, text.data() + text.size(), bits, 16);
-    if (error != std::errc() || end != text.data() + text.size()) return false;
-  }
-  value = std::bit_cast<double>(bits);
-  return std::isnan(value);
-}
 
 namespace {
 
@@ -99,7 +67,7 @@ class Writer {
       if (property->isReference() && !property->isCollection() && !value.get<ModelElement>()) continue;
       if (!isFirst) fText += ", ";
       isFirst = false;
-      string(property->getName());
+      key(property->getName());
       fText += ": ";
       if (property->isCollection()) {
         collection(property, value);
@@ -111,7 +79,7 @@ class Writer {
   }
 
   void map(const StringToStringMap& entries) {
-    fText += '[';
+    fText += "{\"$map\": [";
     bool isFirst = true;
     for (const auto& [key, value] : entries) {
       if (!isFirst) fText += ", ";
@@ -122,7 +90,7 @@ class Writer {
       string(value);
       fText += ']';
     }
-    fText += ']';
+    fText += "]}";
   }
 
  private:
@@ -196,8 +164,9 @@ class Writer {
     fText += std::to_string(number);
   }
   void real(double value) {
-    const std::string text = textOfReal(value);
-    std::isfinite(value) ? void(fText += text) : quoted(text);
+    if (!std::isfinite(value)) return quoted(tarn::kern::io::nameOfSpecialReal(value));
+    std::array<char, tarn::kern::io::kLongestReal> text{};
+    fText.append(text.data(), tarn::kern::io::writeReal(text.data(), value));
   }
   void literal(const meta::Enum& type, std::int64_t number) {
     const meta::EnumLiteral found = type->getLiteral(number);
@@ -207,12 +176,14 @@ class Writer {
     if (!element) {
       fText += "null";
     } else {
+      fText += "{\"$ref\": ";
       quoted(boost::lexical_cast<std::string>(element->getUuid()));
+      fText += '}';
     }
   }
   void bytes(const std::string& content) {
     if (bedrock::i18n::isValidUtf8(content)) return string(utf8_to_ustring(content));
-    fText += "{\"hex\": \"";
+    fText += "{\"$hex\": \"";
     for (const char c : content) {
       const auto byte = static_cast<unsigned char>(c);
       fText += kHexDigits[byte >> 4U];
@@ -221,6 +192,7 @@ class Writer {
     fText += "\"}";
   }
 
+  void key(const ustring& name) { string(name.starts_with(u'$') ? u'$' + name : name); }
   void quoted(const std::string& plain) { fText += '"' + plain + '"'; }
   void escape(char16_t unit) {
     fText += "\\u";
@@ -260,7 +232,8 @@ class Reader {
     if (!node.isObject()) node.fail("an object of " + to_string(type->getQualifiedName()));
     ReflectiveDataType data = empty(type);
     for (const JsonMember& member : node.members()) {
-      const meta::Property property = type->getProperty(member.key.text());
+      const ustring key = member.key.text();
+      const meta::Property property = type->getProperty(key.starts_with(u"$$") ? key.substr(1) : key);
       if (!property) member.key.failWith(to_string(type->getQualifiedName()) + " has no attribute of that name");
       if (property->isCollection()) {
         collection(data, property, member.value);
@@ -274,10 +247,33 @@ class Reader {
     return data;
   }
 
-  StringToStringMap map(const JsonNode& node) {
-    if (!node.isArray()) node.fail("an array of pairs");
+  static boost::uuids::uuid uuid(const JsonNode& node) {
+    if (!node.isString()) node.fail("a uuid");
+    try {
+      return boost::uuids::string_generator()(node.utf8());
+    } catch (const std::runtime_error&) {
+      node.fail("a uuid");
+    }
+  }
+  static std::string bytes(const JsonNode& node) {
+    if (node.isString()) return node.utf8();
+    const JsonNode hex = node.isObject() ? node.find("$hex") : JsonNode();
+    if (!hex || !hex.isString() || hex.raw().size() % 2 != 0) node.fail("a text, or bytes in hex");
+    std::string content;
+    for (std::size_t i = 0; i < hex.raw().size(); i += 2) {
+      unsigned byte = 0;
+      const char* digits = hex.raw().data() + i;
+      const auto [end, error] = std::from_chars(digits, digits + 2, byte, 16);
+      if (error != std::errc() || end != digits + 2) node.fail("bytes in hex");
+      content += static_cast<char>(byte);
+    }
+    return content;
+  }
+  static StringToStringMap map(const JsonNode& node) {
+    const JsonNode pairs = node.isObject() ? node.find("$map") : JsonNode();
+    if (!pairs || !pairs.isArray()) node.fail("{\"$map\": pairs}");
     StringToStringMap entries;
-    for (const JsonNode& pair : node.entries()) {
+    for (const JsonNode& pair : pairs.entries()) {
       std::vector<ustring> texts;
       if (pair.isArray()) {
         for (const JsonNode& text : pair.entries()) texts.push_back(string(text));
@@ -374,31 +370,11 @@ class Reader {
     node.fail("a number of the attribute's range");
   }
   static double real(const JsonNode& node) {
-    double value = 0;
-    if (node.isString() && realOfText(node.utf8(), value)) return value;
-    return number<double>(node);
-  }
-  static boost::uuids::uuid uuid(const JsonNode& node) {
-    if (!node.isString()) node.fail("a uuid");
-    try {
-      return boost::uuids::string_generator()(node.utf8());
-    } catch (const std::runtime_error&) {
-      node.fail("a uuid");
-    }
-  }
-  static std::string bytes(const JsonNode& node) {
-    if (node.isString()) return node.utf8();
-    const JsonNode hex = node.isObject() ? node.find("hex") : JsonNode();
-    if (!hex || !hex.isString() || hex.raw().size() % 2 != 0) node.fail("a text, or bytes in hex");
-    std::string content;
-    for (std::size_t i = 0; i < hex.raw().size(); i += 2) {
-      unsigned byte = 0;
-      const char* digits = hex.raw().data() + i;
-      const auto [end, error] = std::from_chars(digits, digits + 2, byte, 16);
-      if (error != std::errc() || end != digits + 2) node.fail("bytes in hex");
-      content += static_cast<char>(byte);
-    }
-    return content;
+    const auto value = node.isString()   ? tarn::kern::io::specialRealNamed(node.utf8())
+                       : node.isNumber() ? tarn::kern::io::readReal(node.raw())
+                                         : std::nullopt;
+    if (!value) node.fail("a number");
+    return *value;
   }
   static std::int64_t literal(const meta::Enum& type, const JsonNode& node) {
     if (node.isNumber()) return number<std::int64_t>(node);
@@ -406,12 +382,88 @@ class Reader {
     if (found == type->getLiterals().end()) node.fail("a literal of " + to_string(type->getQualifiedName()));
     return found->second->getValue();
   }
-  ModelElement element(const JsonNode& node) { return node.isNull() ? ModelElement() : fFind(uuid(node)); }
+  ModelElement element(const JsonNode& node) {
+    if (node.isNull()) return {};
+    const JsonNode reference = node.isObject() ? node.find("$ref") : JsonNode();
+    if (!reference) node.fail("{\"$ref\": uuid}");
+    return fFind(uuid(reference));
+  }
 
   const FindElement& fFind;
 };
 
+// --- Reading without a meta-model.
+
+using tarn::kern::io::JsonKind;
+using tarn::kern::io::RawValue;
+
+class RawReader {
+ public:
+  RawValue value(const JsonNode& node) {
+    switch (node.kind()) {
+      case JsonKind::Null:
+        return {};
+      case JsonKind::False:
+        return false;
+      case JsonKind::True:
+        return true;
+      case JsonKind::Number:
+        return tarn::kern::io::RawNumber{std::string(node.raw())};
+      case JsonKind::String:
+        return node.text();
+      case JsonKind::Array:
+        return list(node);
+      case JsonKind::Object:
+        return object(node);
+    }
+    return {};
+  }
+
+ private:
+  RawValue list(const JsonNode& node) {
+    RawValue::List entries;
+    for (const JsonNode& entry : node.entries()) {
+      entries.push_back(bedrock::stack::callDeep([&] { return value(entry); }));
+    }
+    return entries;
+  }
+  RawValue object(const JsonNode& node) {
+    if (const JsonNode reference = node.find("$ref")) return tarn::kern::io::RawReference{{}, Reader::uuid(reference)};
+    if (node.find("$hex")) return textOfBytes(Reader::bytes(node));
+    if (node.find("$map")) {
+      RawValue::Map entries;
+      for (const auto& [key, text] : Reader::map(node)) entries.emplace_back(key, text);
+      return entries;
+    }
+    tarn::kern::io::RawData data;
+    for (const JsonMember& member : node.members()) {
+      const ustring key = member.key.text();
+      data.properties.push_back({key.starts_with(u"$$") ? key.substr(1) : key,
+                                 bedrock::stack::callDeep([&] { return value(member.value); })});
+    }
+    return data;
+  }
+};
+
 }  // namespace
+
+ustring textOfBytes(std::string_view bytes) {
+  ustring text;
+  while (!bytes.empty()) {
+    const std::size_t valid = std::min(bedrock::i18n::findInvalidUtf8(bytes), bytes.size());
+    bedrock::i18n::appendUstring(text, bytes.substr(0, valid));
+    bytes.remove_prefix(valid);
+    if (bytes.empty()) break;
+    text += static_cast<char16_t>(0xDC00 + static_cast<unsigned char>(bytes.front()));
+    bytes.remove_prefix(1);
+  }
+  return text;
+}
+
+RawValue readRaw(std::string_view text) {
+  const JsonDocument document(text, "data value");
+  return RawReader().value(document.root());
+}
 
 std::string write(const ReflectiveDataType& data) {
   Writer writer;
@@ -432,8 +484,7 @@ ReflectiveDataType readData(std::string_view text, const meta::DataType& type, c
 
 StringToStringMap readMap(std::string_view text) {
   const JsonDocument document(text, "map");
-  const FindElement none;
-  return Reader(none).map(document.root());
+  return Reader::map(document.root());
 }
 
 }  // namespace strata_datasource::data_text

@@ -38,7 +38,8 @@ constexpr Definition kBaseTables[] = {
      "  \"table\" TEXT NOT NULL,\n  layout TEXT NOT NULL\n) STRICT"},
     {"property",
      "CREATE TABLE property(\n  id INTEGER PRIMARY KEY,\n  class INTEGER NOT NULL REFERENCES class,\n"
-     "  name TEXT NOT NULL,\n  place TEXT NOT NULL,\n  \"table\" TEXT NOT NULL,\n  \"column\" TEXT\n) STRICT"},
+     "  name TEXT NOT NULL,\n  type TEXT NOT NULL,\n  form TEXT NOT NULL,\n  place TEXT NOT NULL,\n  \"table\" TEXT "
+     "NOT NULL,\n  \"column\" TEXT\n) STRICT"},
     {"element",
      "CREATE TABLE element(\n  id INTEGER PRIMARY KEY,\n  uuid TEXT NOT NULL,\n  class INTEGER NOT NULL,\n"
      "  container INTEGER,\n  role INTEGER,\n  position INTEGER NOT NULL\n) STRICT"},
@@ -52,8 +53,9 @@ constexpr Definition kBaseIndexes[] = {
     {"element_place", "CREATE INDEX element_place ON element(container, role, position)"},
 };
 
-const char* nameOf(Place place) noexcept {
-  switch (place) {
+/// What the table property calls the place of a property.
+const char* placeName(const SlotInfo& slot) noexcept {
+  switch (placeOf(slot)) {
     case Place::Nowhere:
       return "nowhere";
     case Place::Column:
@@ -67,7 +69,7 @@ const char* nameOf(Place place) noexcept {
     case Place::MapTable:
       return "map";
     case Place::Containment:
-      return "contents";
+      return slot.shape == SlotShape::Reference ? "content" : "contents";
   }
   return "";
 }
@@ -99,6 +101,40 @@ const char* columnType(StorageType storage) noexcept {
       return "ANY";
   }
   return "ANY";
+}
+
+/// How the values of a property are written, for people, and for reading a file whose meta-model is gone.
+const char* formOf(const SlotInfo& slot) noexcept {
+  if (slot.isReferenceLike()) return "element";
+  switch (slot.storage) {
+    case StorageType::Boolean:
+      return "boolean";
+    case StorageType::Integer:
+    case StorageType::Integer8:
+    case StorageType::Integer16:
+    case StorageType::Integer64:
+    case StorageType::UnlimitedNatural:
+    case StorageType::UInteger8:
+    case StorageType::UInteger16:
+    case StorageType::UInteger64:
+    case StorageType::Real:
+      return "number";
+    case StorageType::Enum:
+      return "literal";
+    case StorageType::StdString:
+      return "bytes";
+    case StorageType::Data:
+      return "json";
+    case StorageType::Map:
+      return slot.shape == SlotShape::Single ? "text" : "json";
+    case StorageType::String:
+    case StorageType::Uuid:
+    case StorageType::DateTime:
+    case StorageType::Custom:
+    case StorageType::Element:
+      break;
+  }
+  return "text";
 }
 
 bool isPlainName(std::string_view name) {
@@ -266,7 +302,7 @@ std::string layoutDigest(const meta::Class& type) {
   for (const SlotInfo& slot : type->layout().slots) {
     digest.add(slot.property->getName());
     digest.add(slot.property->getType()->getQualifiedName());
-    digest.add(nameOf(placeOf(slot)));
+    digest.add(placeName(slot));
     digest.add(slot.isPaired ? slot.property->getOpposite()->getName() : ustring());
     addDataTypes(digest, slot.property->getType());
   }
@@ -274,6 +310,17 @@ std::string layoutDigest(const meta::Class& type) {
 }
 
 // --- Making tables.
+
+void Schema::dropAll(strata::Database& database) {
+  std::vector<std::string> tables;
+  {
+    strata::Statement rows = database.prepare(
+        "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\'");
+    while (rows.step()) tables.emplace_back(rows.text(0));
+  }
+  database.execute("PRAGMA defer_foreign_keys=ON");
+  for (const std::string& table : tables) database.execute("DROP TABLE " + strata::quotedName(table));
+}
 
 void Schema::createBase() {
   fDatabase.execute("PRAGMA application_id=" + std::to_string(kApplicationId));
@@ -396,27 +443,29 @@ ClassPlan& Schema::planFor(const meta::Class& type) {
 
 void Schema::insertRows(const ClassPlan& plan) {
   const std::string uri = ustring_to_utf8(plan.type->getOwningPackage()->getUri());
-  const std::string name = ustring_to_utf8(plan.type->getName());
+  const std::string name = ustring_to_utf8(plan.type->getQualifiedName());
   const std::string digest = layoutDigest(plan.type);
   strata::Statement package = fDatabase.prepare("INSERT OR IGNORE INTO package VALUES(?1)");
   package.bindText(1, uri).run();
   strata::Statement row = fDatabase.prepare("INSERT INTO class VALUES(?1, ?2, ?3, ?4, ?5)");
   row.bind(1, plan.id).bindText(2, uri).bindText(3, name).bindText(4, plan.table).bindText(5, digest).run();
 
-  strata::Statement property = fDatabase.prepare("INSERT INTO property VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
+  strata::Statement property = fDatabase.prepare("INSERT INTO property VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)");
   for (std::size_t i = 0; i < plan.slots.size(); ++i) {
     const SlotPlan& slot = plan.slots[i];
     if (slot.place == Place::Nowhere) continue;
-    const std::string propertyName = ustring_to_utf8(plan.layout().slots[i].property->getName());
-    const std::string table = slot.place == Place::Containment ? "element"
-                              : slot.collection != nullptr     ? slot.collection->table
-                                                               : plan.table;
+    const SlotInfo& info = plan.layout().slots[i];
+    const std::string propertyName = ustring_to_utf8(info.property->getName());
+    const std::string typeName = ustring_to_utf8(info.property->getType()->getQualifiedName());
+    std::string table = slot.collection != nullptr ? slot.collection->table : plan.table;
+    if (slot.place == Place::Containment) table = "element";
     property.bind(1, slot.id)
         .bind(2, plan.id)
         .bindText(3, propertyName)
-        .bindText(4, nameOf(slot.place))
-        .bindText(5, table);
-    isInClassTable(slot.place) ? property.bindText(6, slot.column) : property.bindNull(6);
+        .bindText(4, typeName)
+        .bindText(5, formOf(info));
+    property.bindText(6, placeName(info)).bindText(7, table);
+    isInClassTable(slot.place) ? property.bindText(8, slot.column) : property.bindNull(8);
     property.run();
   }
 }
@@ -521,9 +570,11 @@ class Schema::Loader {
       throw StoreError(StoreError::Kind::UnknownPackage, fDatabase.path(),
                        "it needs the package " + to_string(uri) + ", which is not registered; register it first");
     }
-    const auto found = package->getTypes().find(bedrock::i18n::utf8_to_ustring(className));
-    const auto type =
-        found == package->getTypes().end() ? meta::Class() : tarn::kern::narrow<meta::Class>(found->second);
+    const ustring name = bedrock::i18n::utf8_to_ustring(className);
+    meta::Class type;
+    for (const meta::Type& candidate : package->getTypesInOrder()) {
+      if (candidate->getQualifiedName() == name) type = tarn::kern::narrow<meta::Class>(candidate);
+    }
     if (!type) {
       throw StoreError(
           StoreError::Kind::MetaModel, fDatabase.path(),
@@ -562,7 +613,7 @@ class Schema::Loader {
       slotPlan.place = placeOf(slot);
       if (slotPlan.place == Place::Nowhere) continue;
       const auto found = rows.find(ustring_to_utf8(slot.property->getName()));
-      if (found == rows.end() || found->second.place != nameOf(slotPlan.place)) {
+      if (found == rows.end() || found->second.place != placeName(slot)) {
         damaged("the table property does not say where " + to_string(plan.type->getQualifiedName()) + "." +
                 to_string(slot.property->getName()) + " stands; restore a backup");
       }

@@ -89,6 +89,8 @@ class Schema {
   Schema(const Schema&) = delete;
   Schema& operator=(const Schema&) = delete;
 
+  /// Takes all tables out of a store. Within a transaction.
+  static void dropAll(strata::Database& database);
   /// Makes the tables of an empty store. Within a transaction.
   void createBase();
   /// Reads which classes the store holds, and checks that its tables are those of this format and of the registered

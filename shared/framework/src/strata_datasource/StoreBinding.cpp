@@ -4,6 +4,9 @@
 #include <utility>
 
 #include <strata/StoreError.h>
+#include <tarn/kern/evolution/Evolver.h>
+
+#include "StoreEvolution.h"
 
 namespace strata_datasource {
 
@@ -94,7 +97,7 @@ void DataSource::Binding::open(const Options& options) {
     return;
   }
   checkHeader();
-  static_cast<void>(options);
+  evolve(options);
   StoreState& state = *fState;
   state.schema.load();
   fIsEmpty = state.database.askInteger("SELECT EXISTS(SELECT 1 FROM element)") == 0;
@@ -108,12 +111,35 @@ void DataSource::Binding::open(const Options& options) {
   });
 }
 
+/// A store of older package versions is rewritten for the current ones, before anything else looks at its content.
+void DataSource::Binding::evolve(const Options& options) {
+  tarn::kern::internal::ModelCore& core = fState->core;
+  std::optional<tarn::kern::evolution::Evolver> evolver;
+  try {
+    evolver.emplace(Schema::packageUris(fState->database));
+  } catch (const tarn::kern::evolution::EvolutionError& error) {
+    throw StoreError(Kind::Newer, fPath, error.what());
+  }
+  if (!evolver->isNeeded()) return;
+  if (!options.evolveIfNeeded || fReadOnly) {
+    throw StoreError(Kind::Stale, fPath,
+                     std::string("was written with older versions of its packages, and ") +
+                         (fReadOnly ? "may not be written, so it cannot be brought up to date"
+                                    : "evolving is switched off (Options::evolveIfNeeded); switch it on to bring it up "
+                                      "to date"));
+  }
+  fState.reset();  // which leaves the file to the one that rewrites it, under the same guard
+  evolveStore(fPath, *evolver);
+  fState = std::make_unique<StoreState>(core, fPath, false);
+  lock();
+}
+
 void DataSource::Binding::fillStore() {
   StoreState& state = *fState;
   if (fIsNew) {
     fWriter = std::make_unique<StoreWriter>(state);
     fWriter->noteEverything();
-    writeNow(true);
+    writeNow(StoreWriter::Store::New);
     fReader = std::make_unique<StoreReader>(state);
     state.codec.setFindElement([this](const boost::uuids::uuid& uuid) {
       ElementRecord* found = fState->core.find(uuid);
@@ -125,7 +151,7 @@ void DataSource::Binding::fillStore() {
     fWriter->noteEverything();
     if (fReadOnly)
       throw StoreError(Kind::ReadOnly, fPath, "the model's content cannot be written to a read-only store");
-    writeNow(false);
+    writeNow(StoreWriter::Store::Existing);
   }
 }
 
@@ -250,11 +276,11 @@ void DataSource::Binding::write(const Changes& changes) {
 }
 
 void DataSource::Binding::flush() {
-  if (!fReadOnly && fWriter->hasChanges()) writeNow(false);
+  if (!fReadOnly && fWriter->hasChanges()) writeNow(StoreWriter::Store::Existing);
 }
 
-void DataSource::Binding::writeNow(bool createStore) {
-  fWriter->write(createStore);
+void DataSource::Binding::writeNow(StoreWriter::Store store) {
+  fWriter->write(store);
   if (fRowCount) *fRowCount += fWriter->lastGrowth();
 }
 

@@ -57,8 +57,9 @@ class DataSource::Binding final : public tarn::kern::internal::StoreHooks {
   void checkSize() const;
   void lock();
   void open(const Options& options);
+  void evolve(const Options& options);
   [[nodiscard]] std::int64_t rowCount();
-  void writeNow(bool createStore);
+  void writeNow(StoreWriter::Store store);
   void refuseChange(const Changes& changes) const;
 
   std::string fPath;

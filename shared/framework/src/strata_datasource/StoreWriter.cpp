@@ -137,11 +137,13 @@ bool StoreWriter::hasChanges() const noexcept {
 
 // --- One transaction.
 
-void StoreWriter::write(bool createStore) {
+void StoreWriter::write(Store store) {
+  const bool createStore = store != Store::Existing;
   Work work;
   const Schema::Mark mark = fState.schema.mark();
   try {
     strata::DatabaseTransaction transaction(fState.database, strata::DatabaseTransaction::Kind::Write);
+    if (store == Store::Replaced) Schema::dropAll(fState.database);
     if (createStore) {
       fState.schema.deferIndexes();
       fState.schema.createBase();

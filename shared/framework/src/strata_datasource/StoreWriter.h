@@ -29,8 +29,13 @@ class StoreWriter {
   void forget(const Record& record) noexcept;
   [[nodiscard]] bool hasChanges() const noexcept;
 
-  /// Writes what was noted. `createStore` makes the tables of a new store in the same transaction.
-  void write(bool createStore);
+  enum class Store : std::uint8_t {
+    Existing,
+    New,       ///< its tables are made first
+    Replaced,  ///< the same, when those that are there have gone
+  };
+  /// Writes what was noted, as one transaction.
+  void write(Store store);
 
   /// Rows of destroyed elements that nobody knows any more, and that are still in the file.
   [[nodiscard]] std::size_t goneRows() const noexcept { return fGone.size(); }

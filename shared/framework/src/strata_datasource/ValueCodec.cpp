@@ -1,7 +1,5 @@
 #include "ValueCodec.h"
 
-#include <array>
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -14,6 +12,7 @@
 
 #include "DataText.h"
 #include "tarn/kern/StorageDispatch.h"
+#include "tarn/kern/io/PlainText.h"
 
 namespace strata_datasource {
 
@@ -32,40 +31,6 @@ namespace meta = tarn::kern::meta;
 namespace {
 
 using Conversion = tarn::kern::DateTimeUtils::Conversion;
-
-constexpr std::size_t kUuidText = 36;
-
-void appendUuid(std::string& out, const boost::uuids::uuid& uuid) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::array<char, kUuidText> text{};
-  std::size_t at = 0;
-  for (std::size_t i = 0; i < uuid.size(); ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) text[at++] = '-';
-    text[at++] = kDigits[uuid.data[i] >> 4U];
-    text[at++] = kDigits[uuid.data[i] & 15U];
-  }
-  out.append(text.data(), text.size());
-}
-
-int hexDigit(char c) noexcept {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
-
-/// As appendUuid writes it: nothing else is a uuid of a store.
-bool parseUuid(std::string_view text, boost::uuids::uuid& uuid) noexcept {
-  if (text.size() != kUuidText) return false;
-  std::size_t at = 0;
-  for (std::size_t i = 0; i < uuid.size(); ++i) {
-    if ((i == 4 || i == 6 || i == 8 || i == 10) && text[at++] != '-') return false;
-    const int high = hexDigit(text[at++]);
-    const int low = hexDigit(text[at++]);
-    if (high < 0 || low < 0) return false;
-    uuid.data[i] = static_cast<std::uint8_t>(high * 16 + low);
-  }
-  return true;
-}
 
 meta::Type typeOf(const SlotInfo& slot) { return slot.property->getType(); }
 
@@ -112,7 +77,8 @@ void ValueCodec::bindString(Statement& statement, int parameter, const ustring& 
 
 void ValueCodec::bindUuid(Statement& statement, int parameter, const boost::uuids::uuid& uuid) {
   std::string& bytes = text();
-  appendUuid(bytes, uuid);
+  bytes.resize(tarn::kern::io::kUuidLength);
+  tarn::kern::io::writeUuid(bytes.data(), uuid);
   statement.bindText(parameter, bytes);
 }
 
@@ -122,7 +88,7 @@ void ValueCodec::bindReal(Statement& statement, int parameter, double value) {
     return;
   }
   std::string& bytes = text();
-  bytes = data_text::textOfReal(value);
+  bytes = tarn::kern::io::nameOfSpecialReal(value);
   statement.bindText(parameter, bytes);
 }
 
@@ -226,17 +192,19 @@ void ValueCodec::bindEntry(Statement& statement, int parameter, const SlotInfo& 
 // --- Reading.
 
 boost::uuids::uuid ValueCodec::uuidOf(const Statement& row, int column) const {
-  boost::uuids::uuid uuid{};
-  if (row.isText(column) && parseUuid(row.text(column), uuid)) return uuid;
-  throw strata::StoreError(
-      strata::StoreError::Kind::Damaged, fPath,
-      "\"" + std::string(row.text(column).substr(0, 2 * kUuidText)) + "\" is no uuid; restore a backup");
+  if (row.isText(column)) {
+    if (const auto uuid = tarn::kern::io::readUuid(row.text(column))) return *uuid;
+  }
+  throw strata::StoreError(strata::StoreError::Kind::Damaged, fPath,
+                           "\"" + std::string(row.text(column).substr(0, 2 * tarn::kern::io::kUuidLength)) +
+                               "\" is no uuid; restore a backup");
 }
 
 double ValueCodec::readReal(const Statement& row, int column, const SlotInfo& slot) const {
   if (row.isReal(column)) return row.real(column);
-  double value = 0;
-  if (row.isText(column) && data_text::realOfText(row.text(column), value)) return value;
+  if (row.isText(column)) {
+    if (const auto value = tarn::kern::io::specialRealNamed(row.text(column))) return *value;
+  }
   // Somebody may have written a whole number with other tools.
   if (row.isInteger(column)) return static_cast<double>(row.integer(column));
   bad(slot, "\"" + std::string(row.text(column)) + "\"");
@@ -305,7 +273,7 @@ Value ValueCodec::readValue(const Statement& row, int column, const SlotInfo& sl
       default:
         return tarn::kern::internal::dispatchSingle(slot.storage, [&]<class T>(TypeTag<T>) -> Value {
           if constexpr (std::same_as<T, Value>) {
-            bad(slot, "this");
+            bad(slot, "a value of its own");
           } else {
             return Value(valueMeta, readObject<T>(row, column, slot));
           }

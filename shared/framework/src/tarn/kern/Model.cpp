@@ -196,6 +196,11 @@ namespace testhooks {
 
 void failNextCommit(const Model& model, std::string text) { model->core().failNextCommit(std::move(text)); }
 
+bool isLoaded(const ModelElement& element) {
+  const ElementRecord* record = internal::recordOf(element);
+  return record != nullptr && record->state == ElementRecord::State::Live;
+}
+
 }  // namespace testhooks
 
 }  // namespace tarn::kern

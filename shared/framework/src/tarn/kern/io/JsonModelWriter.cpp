@@ -52,6 +52,7 @@ class RepeatedRoots {
     const ElementRecord* at = element.container;
     bool isInside = false;
     for (; at != nullptr; at = at->container) {
+      at->ensureReadable();
       const auto known = fKnown.find(at);
       isInside = known != fKnown.end() ? known->second : fRoots.contains(at);
       if (known != fKnown.end() || isInside) break;
