@@ -4,6 +4,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "BufferException.h"
+
 namespace quillon::nimbo {
 
 namespace {
@@ -79,13 +81,6 @@ StreamIArchive& StreamIArchive::operator>>(std::vector<std::uint8_t>& value) {
   return *this;
 }
 
-void StreamIArchive::reportBufferException() {
-  try {
-    fStream->setstate(std::ios_base::badbit);
-  } catch (const std::ios_base::failure&) {
-    // The buffer's own exception says more; it is the one that is passed on.
-  }
-  if ((fStream->exceptions() & std::ios_base::badbit) != 0) throw;
-}
+void StreamIArchive::reportBufferException() { detail::reportBufferException(*fStream); }
 
 }  // namespace quillon::nimbo

@@ -1,5 +1,7 @@
 #include "quillon/nimbo/StreamOArchive.h"
 
+#include "BufferException.h"
+
 namespace quillon::nimbo {
 
 StreamOArchive& StreamOArchive::operator<<(const std::u16string& value) {
@@ -23,13 +25,6 @@ StreamOArchive& StreamOArchive::operator<<(const std::vector<std::uint8_t>& valu
   return writeBytes(value.data(), value.size());
 }
 
-void StreamOArchive::reportBufferException() {
-  try {
-    fStream->setstate(std::ios_base::badbit);
-  } catch (const std::ios_base::failure&) {
-    // The buffer's own exception says more; it is the one that is passed on.
-  }
-  if ((fStream->exceptions() & std::ios_base::badbit) != 0) throw;
-}
+void StreamOArchive::reportBufferException() { detail::reportBufferException(*fStream); }
 
 }  // namespace quillon::nimbo
