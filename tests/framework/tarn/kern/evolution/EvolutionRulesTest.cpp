@@ -1,4 +1,6 @@
 #include <chrono>
+#include <fstream>
+#include <sstream>
 
 #include "EvolutionFixture.h"
 
@@ -346,6 +348,63 @@ TEST_F(EvolutionRulesTest, TakesFurtherVersionsOfAFamilyLater) {
   Evolution(u"library").from(u"1.5").to(u"2.0").renameClass(u"Map", u"Atlas").registerEvolution();
   EXPECT_EQ(textOf(evolved(element(u"library.Map", 1, {{u"title", u"x"}}), u"1.5")), "library.Atlas 1{title: 'x'}");
   EXPECT_EQ(textOf(evolved(element(u"library.Cover", 1), u"1.0")), "library.Cover 1{}");
+}
+
+// --- The example of the document.
+
+std::string contentOf(const char* file) {
+  const std::ifstream stream(std::string(NIMBO_SOURCE_ROOT "/") + file);
+  std::ostringstream content;
+  content << stream.rdbuf();
+  return content.str();
+}
+
+/// What stands between the two, without white space: the two are laid out differently.
+std::string between(const std::string& text, const std::string& begin, const std::string& end) {
+  const std::size_t from = text.find(begin);
+  if (from == std::string::npos) return "nothing between " + begin + " and " + end;
+  std::string found = text.substr(from + begin.size(), text.find(end, from + begin.size()) - from - begin.size());
+  std::erase_if(found, [](char c) { return c == ' ' || c == '\n'; });
+  return found;
+}
+
+TEST_F(EvolutionRulesTest, DoesWhatTheExampleOfTheDocumentSays) {
+  PackageBuilder library(u"library");
+  library.family(u"library", u"2.0");
+  auto& book = library.addClass(u"Book");
+  book.attribute(u"title", StandardTypes::stringMeta);
+  book.attribute(u"pages", StandardTypes::integerMeta);
+  book.attribute(u"language", StandardTypes::stringMeta);
+  book.composite(u"cover", u"Cover");
+  library.addClass(u"Cover").attribute(u"blurb", StandardTypes::stringMeta);
+  library.registerPackage();
+  {
+    // The example begins.
+    using tarn::kern::evolution::Evolution;
+
+    Evolution(u"library")
+        .from(u"1.0")
+        .to(u"1.1")
+        .renameClass(u"Volume", u"Book")
+        .renameProperty(u"Book", u"label", u"title")
+        .changeType(u"Book", u"pages", u"String", u"Integer")
+        .from(u"1.1")
+        .to(u"2.0")
+        .addProperty(u"Book", u"language", u"en")
+        .moveProperty(u"Book", u"blurb", u"cover.blurb")
+        .custom(u"Book", [](tarn::kern::io::RawElement& book) { book.remove(u"shelf"); })
+        .registerEvolution();
+    // The example ends.
+  }
+  io::RawElement root = evolved(
+      element(u"library.Volume", 1, {{u"label", u"Emma"}, {u"pages", u"474"}, {u"blurb", u"Good!"}, {u"shelf", u"A"}}));
+  root.find(u"cover")->element().uuid = uuidOf(9);
+  EXPECT_EQ(textOf(root),
+            "library.Book 1{title: 'Emma', pages: 474, language: 'en', cover: library.Cover 9{blurb: 'Good!'}}");
+
+  const std::string source = contentOf("tests/framework/tarn/kern/evolution/EvolutionRulesTest.cpp");
+  EXPECT_EQ(between(contentOf("docs/evolution.md"), "```cpp\n", "```\n"),
+            between(source, "// The example begins.\n", "// The example ends.\n"));
 }
 
 // --- How much it costs.

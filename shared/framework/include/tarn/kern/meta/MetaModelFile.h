@@ -29,7 +29,7 @@ namespace tarn::kern::meta {
 using bedrock::i18n::ustring;
 
 /// What a value of a custom primitive type of a file holds: its text. Two are equal when their texts are.
-struct CustomText {
+struct TARN_EXPORT CustomText {
   ustring text;
 
   friend bool operator==(const CustomText&, const CustomText&) = default;

@@ -90,7 +90,8 @@ FileFields::FileFields(FileFaults& faults, const JsonNode& object, const std::ve
     const std::string key = member.key.utf8();
     const auto known = std::find(keys.begin(), keys.end(), key);
     if (known == keys.end()) {
-      kern::internal::NearestName nearest(bedrock::i18n::utf8_to_ustring(key));
+      const ustring wanted = bedrock::i18n::utf8_to_ustring(key);
+      kern::internal::NearestName nearest(wanted);
       for (const std::string_view candidate : keys) nearest.offer(bedrock::i18n::utf8_to_ustring(candidate));
       faults.add(member.key, "unknown key " + inQuotes(key) + nearest.suggestion());
     } else if (find(*known)) {
@@ -148,8 +149,10 @@ std::vector<Package> MetaModelReader::read() {
 
 void MetaModelReader::readDocument() {
   FileFields fields(fFaults, fDocument.root(), {"metamodel", "packages", "evolution"});
-  if (fields.text("metamodel") != u"1.0" && fields.find("metamodel").isString()) {
-    fFaults.add(fields.find("metamodel"), "this is no version of the format that is known here: expected \"1.0\"");
+  const bool isKnownFormat = fields.text("metamodel") == u"1.0";
+  const JsonNode format = fields.find("metamodel");
+  if (!isKnownFormat && format && format.isString()) {
+    fFaults.add(format, "this is no version of the format that is known here: expected \"1.0\"");
   }
   readPackages(fields, nullptr);
   for (const JsonNode& stage : fields.entries("evolution")) readStage(stage);
@@ -488,7 +491,8 @@ std::optional<Step> MetaModelReader::readStep(const JsonNode& node) {
   const std::string name = kind.utf8();
   const auto form = stepForms().find(name);
   if (form == stepForms().end()) {
-    kern::internal::NearestName nearest(kind.text());
+    const ustring wanted = kind.text();
+    kern::internal::NearestName nearest(wanted);
     for (const auto& [known, itsForm] : stepForms()) nearest.offer(bedrock::i18n::utf8_to_ustring(known));
     fFaults.add(kind, "unknown step " + inQuotes(name) + nearest.suggestion());
     return std::nullopt;
