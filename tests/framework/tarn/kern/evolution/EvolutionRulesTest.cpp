@@ -371,11 +371,11 @@ std::string between(const std::string& text, const std::string& begin, const std
 TEST_F(EvolutionRulesTest, DoesWhatTheExampleOfTheDocumentSays) {
   PackageBuilder library(u"library");
   library.family(u"library", u"2.0");
-  auto& book = library.addClass(u"Book");
-  book.attribute(u"title", StandardTypes::stringMeta);
-  book.attribute(u"pages", StandardTypes::integerMeta);
-  book.attribute(u"language", StandardTypes::stringMeta);
-  book.composite(u"cover", u"Cover");
+  auto& type = library.addClass(u"Book");
+  type.attribute(u"title", StandardTypes::stringMeta);
+  type.attribute(u"pages", StandardTypes::integerMeta);
+  type.attribute(u"language", StandardTypes::stringMeta);
+  type.composite(u"cover", u"Cover");
   library.addClass(u"Cover").attribute(u"blurb", StandardTypes::stringMeta);
   library.registerPackage();
   {
