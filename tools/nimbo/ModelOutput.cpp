@@ -12,6 +12,7 @@
 #include <tarn/kern/io/JSONSerializer.h>
 #include <tarn/kern/io/XmlSerializer.h>
 
+#include "BinaryLimits.h"
 #include "Interruption.h"
 #include "OutputFile.h"
 #include "Progress.h"
@@ -36,6 +37,7 @@ constexpr Ending kEndings[] = {{".json", "json"},    {".xmi", "xml"},     {".xml
                                {".c", "c"}};
 
 bool isContainer(const std::string& form) { return form.size() == 1; }
+bool isBinary(const std::string& form) { return form == "B" || form == "Z" || form == "z"; }
 
 /// The gzip forms keep sizes in 32 bits.
 constexpr std::uint64_t kGzipLimit = std::uint64_t{1} << 32U;
@@ -73,7 +75,7 @@ std::string contentAs(const Model& model, const std::string& form) {
 }
 
 std::string otherForms(const std::string& form) {
-  if (form == "B" || form == "Z" || form == "z") return "json, J, C, c, xml and store are the forms to try";
+  if (isBinary(form)) return "json, J, C, c, xml and store are the forms to try";
   if (form == "xml" || form == "ecore") return "json and store hold any text";
   return "store and json hold everything";
 }
@@ -142,7 +144,9 @@ void writeModel(const Model& model, const std::string& path, const WritingOption
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {
-    throw ToolError(path + ": cannot be written as " + form + ": " + error.what() + "; " + otherForms(form));
+    const std::string refusal = isBinary(form) ? binaryRefusal(model) : std::string();
+    throw ToolError(path + ": cannot be written as " + form + ": " + (refusal.empty() ? error.what() : refusal) + "; " +
+                    otherForms(form));
   }
   writeFile(path, content, options.force);
 }

@@ -282,6 +282,65 @@ TEST_F(NimboCommand, APayloadThatXmlCannotCarryIsRefused) {
   EXPECT_EQ(fScratch.names(), before);
 }
 
+TEST_F(NimboCommand, TheBinaryFormSaysWhatItCannotHold) {
+  const auto metaModel = [this](const std::string& properties) {
+    writeFile(fScratch / "odd.metamodel.json",
+              "{\"metamodel\": \"1.0\", \"packages\": [{\"name\": \"odd\", \"types\": [{\"class\": \"Thing\", "
+              "\"properties\": [" +
+                  properties + "]}]}]}");
+    std::filesystem::remove(fScratch / "odd.json");
+    expectFine("nimbo generate -m odd.metamodel.json --elements 3 odd.json");
+  };
+  metaModel("{\"attribute\": \"notes\", \"type\": \"StringToStringMap\"}");
+  expectFault(
+      "nimbo convert -m odd.metamodel.json odd.json odd.z", 3,
+      "is an optional single value of the type StringToStringMap: the binary form holds data values, maps and custom "
+      "values only where they are required; json, J, C, c, xml and store are the forms to try");
+  metaModel(
+      "{\"reference\": \"next\", \"type\": \"Thing\", \"opposite\": \"previous\"}, "
+      "{\"reference\": \"previous\", \"type\": \"Thing\", \"opposite\": \"next\"}");
+  expectFault("nimbo convert -m odd.metamodel.json odd.json odd.z", 3,
+              "has the opposite previous and neither of the two is composite: the binary form has no such pairs");
+  EXPECT_THAT(fScratch.names(), Not(Contains("odd.z")));
+  expectFine(
+      "nimbo convert -m odd.metamodel.json odd.json odd.xmi && nimbo convert -m odd.metamodel.json odd.xmi odd.sqlite "
+      "&& "
+      "nimbo diff -m odd.metamodel.json odd.json odd.sqlite > /dev/null");
+}
+
+TEST_F(NimboCommand, CheckFindsOneSidedOpposites) {
+  writeFile(
+      fScratch / "odd.metamodel.json",
+      "{\"metamodel\": \"1.0\", \"packages\": [{\"name\": \"odd\", \"types\": [{\"class\": \"Thing\", \"properties\": ["
+      "{\"reference\": \"next\", \"type\": \"Thing\", \"opposite\": \"previous\"}, "
+      "{\"reference\": \"previous\", \"type\": \"Thing\", \"opposite\": \"next\"}]}]}]}");
+  writeFile(fScratch / "odd.json",
+            "{\"version\": \"1.0\", \"packageUris\": [], \"entries\": ["
+            "{\"type\": \"odd.Thing\", \"uuid\": \"11111111-2222-4333-8444-555555555501\", \"content\": {\"next\": "
+            "{\"type\": \"odd.Thing\", \"uuid\": \"11111111-2222-4333-8444-555555555502\"}}},"
+            "{\"type\": \"odd.Thing\", \"uuid\": \"11111111-2222-4333-8444-555555555502\", \"content\": {}}]}");
+  const Outcome outcome = run("nimbo check -m odd.metamodel.json odd.json");
+  EXPECT_EQ(outcome.code, 1) << outcome.err;
+  EXPECT_EQ(outcome.out,
+            "odd.json: opposite.one-sided in {11111111-2222-4333-8444-555555555501}.next: refers to "
+            "11111111-2222-4333-8444-555555555502, whose previous does not refer back\n");
+}
+
+TEST_F(NimboCommand, CheckReadsStoresInFull) {
+  expectFine("nimbo convert" + std::string(kMeta) + "library.z library.sqlite && nimbo check" + kMeta +
+             "library.sqlite > /dev/null");
+  // Damage in the middle of the file, behind what binding looks at.
+  const Outcome damaged =
+      run("printf 'XXXXXXXXXXXXXXXX' | dd of=library.sqlite bs=1 seek=20500 conv=notrunc 2> /dev/null; "
+          "nimbo check library.sqlite");
+  EXPECT_EQ(damaged.code, 1) << damaged.out << damaged.err;
+  const Outcome foreign =
+      run("printf 'SQLite format 3\\0' > foreign.sqlite; head -c 4080 /dev/zero >> foreign.sqlite; nimbo check "
+          "foreign.sqlite");
+  EXPECT_EQ(foreign.code, 1) << foreign.out << foreign.err;
+  EXPECT_THAT(foreign.out, StartsWith("foreign.sqlite: store.unreadable: "));
+}
+
 TEST_F(NimboCommand, AnInterruptedRunLeavesNoFile) {
   const auto before = fScratch.names();
   const Outcome outcome = run("nimbo generate" + std::string(kMeta) +
@@ -388,7 +447,8 @@ TEST_F(NimboCommand, ShowsAMetaModel) {
 
 TEST_F(NimboCommand, AFaultyMetaModelNamesFileAndPlace) {
   expectFault(
-      "sed 's/\"superclass\": *\"Named\"/\"superclass\": \"Nobody\"/' library.metamodel.json > faulty.json; nimbo metamodel "
+      "sed 's/\"superclass\": *\"Named\"/\"superclass\": \"Nobody\"/' library.metamodel.json > faulty.json; nimbo "
+      "metamodel "
       "faulty.json",
       3, "faulty.json");
   expectFault("nimbo info -m library.z library.z", 3, "a meta-model is an Ecore file or one of our JSON form");
