@@ -344,7 +344,7 @@ TEST_F(StoreValuesTest, FindsNamesForWhatSqlCannotName) {
         narrow<Class>(MetaRegistry::getInstance()->getType(u"storetest.element"))->instantiate(model, {}));
   }
   EXPECT_EQ(sql(path, "SELECT name, \"table\" FROM class ORDER BY id"),
-            "Order|Order_\norder|order__2\nelement|element_2\n");
+            "storetest.Order|Order_\nstoretest.order|order__2\nstoretest.element|element_2\n");
   EXPECT_EQ(sql(path, "SELECT name, \"table\", \"column\" FROM property WHERE class = 1 ORDER BY id"),
             "id|Order_|id_2\nselect|Order_|select_\nName|Order_|Name\nname|Order_|name_2\n"
             "größe in m²|Order_|gr__e_in_m_\n2nd|Order_|_2nd\ndrop\"table;--|Order_drop_table___|NULL\n"

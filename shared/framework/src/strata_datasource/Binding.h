@@ -38,7 +38,8 @@ struct StoreState {
   };
   std::unordered_map<std::uint32_t, StoredTop> tops;         // by place in the model's table
   std::unordered_map<std::uint32_t, std::int64_t> topOrder;  // by place among the top-level elements
-  bool hasEmptyPlaces = false;                               // some composite collection holds a null member
+  bool isComplete = false;      // everything that the file holds is in memory: no need to ask it
+  bool hasEmptyPlaces = false;  // some composite collection holds a null member
 
   void setTop(const tarn::kern::internal::ElementRecord& record, std::int64_t position) {
     tops[record.index] = {record.topPosition, position};

@@ -146,6 +146,7 @@ void DataSource::Binding::fillStore() {
       return tarn::kern::ModelElement(found != nullptr ? found : fReader->find(uuid));
     });
     fIsNew = false;
+    state.isComplete = true;
     fGuard.keep();
   } else if (state.core.liveCount() > 0) {
     fWriter->noteEverything();
@@ -153,6 +154,7 @@ void DataSource::Binding::fillStore() {
       throw StoreError(Kind::ReadOnly, fPath, "the model's content cannot be written to a read-only store");
     writeNow(StoreWriter::Store::Existing);
   }
+  if (fIsEmpty) state.isComplete = true;
 }
 
 // --- Reading.
@@ -217,6 +219,7 @@ std::vector<ElementRecord*> DataSource::Binding::ofClass(const meta::Class& type
 
 std::vector<meta::Class> DataSource::Binding::classesNotInMemory() {
   std::vector<meta::Class> found;
+  if (fState->isComplete) return found;
   for (const auto& plan : fState->schema.classes()) {
     const strata::StatementUse use(plan->selectAll);
     while (plan->selectAll.step()) {
@@ -234,6 +237,7 @@ std::int64_t DataSource::Binding::rowCount() {
 }
 
 std::size_t DataSource::Binding::countNotInMemory() noexcept {
+  if (fState->isComplete) return 0;
   try {
     const std::int64_t known = static_cast<std::int64_t>(fState->ids.rows() + fWriter->goneRows());
     return static_cast<std::size_t>(std::max<std::int64_t>(0, rowCount() - known));

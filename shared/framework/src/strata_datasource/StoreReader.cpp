@@ -109,6 +109,7 @@ ElementRecord* StoreReader::resolve(std::int64_t id) {
 }
 
 ElementRecord* StoreReader::find(const boost::uuids::uuid& uuid) {
+  if (fState.isComplete) return nullptr;
   const StatementUse use(fSelectByUuid);
   fState.codec.forget();
   fState.codec.bindUuid(fSelectByUuid, 1, uuid);
@@ -143,6 +144,7 @@ void StoreReader::load(Record& element) {
 }
 
 void StoreReader::loadAll() {
+  if (fState.isComplete) return;
   ReadScope scope(fState.database);
   const std::int64_t last = fState.database.askInteger("SELECT max(id) FROM element");
   std::int64_t next = fState.database.askInteger("SELECT min(id) FROM element");
@@ -155,6 +157,7 @@ void StoreReader::loadAll() {
     next = following.integer(0);
   }
   scope.done();
+  fState.isComplete = true;
 }
 
 void StoreReader::loadRange(std::int64_t from, std::int64_t to) {
@@ -397,6 +400,7 @@ void StoreReader::place(Loading& loading) {
 // --- Who refers to an element.
 
 void StoreReader::loadReferrers(const Record& target) {
+  if (fState.isComplete) return;
   const std::int64_t id = fState.idOf(&target);
   if (!fState.ids.hasRow(target.index)) return;
   std::vector<std::int64_t> owners;
