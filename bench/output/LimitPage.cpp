@@ -55,7 +55,8 @@ void putEscaped(ByteBuffer& out, std::u16string_view text) {
 
 class PageWriter {
  public:
-  PageWriter(ByteBuffer& out, const Model& model) : fOut(out), fModel(model), fNumbers(model.items().size()) {}
+  PageWriter(ByteBuffer& out, const Model& model, const Sink& sink)
+      : fOut(out), fModel(model), fSink(sink), fNumbers(model.items().size()) {}
 
   void putTree() { putItem(*fModel.root()); }
 
@@ -128,6 +129,7 @@ class PageWriter {
   void putItem(const Item& item) { putMember(item, -1); }
 
   void putMember(const Item& item, std::ptrdiff_t index) {
+    drainWhenFull(fOut, fSink);
     const auto putId = [&, number = numberOf(item)] { putNumber(fOut, number); };
     putExpander(putId);
     putIndent(0);
@@ -269,6 +271,7 @@ class PageWriter {
   // --- The descriptions.
 
   void putDescription(const Item& item) {
+    drainWhenFull(fOut, fSink);
     putHeader(item);
     startRow("UUID");
     put("<span class='attrId'>");
@@ -377,6 +380,7 @@ class PageWriter {
 
   ByteBuffer& fOut;
   const Model& fModel;
+  const Sink& fSink;
   std::vector<std::uint32_t> fNumbers;  ///< by the item's own number; 0: not mentioned yet
   std::uint32_t fLastNumber = 0;
   std::size_t fIndent = 0;
@@ -384,15 +388,15 @@ class PageWriter {
 
 }  // namespace
 
-ByteBuffer pageOf(const Model& model, const PageFrame& frame) {
+void writePage(const Model& model, const PageFrame& frame, const Sink& sink) {
   ByteBuffer out;
-  PageWriter writer(out, model);
+  PageWriter writer(out, model, sink);
   putChars(out, frame.before);
   writer.putTree();
   putChars(out, frame.between);
   writer.putDescriptions();
   putChars(out, frame.after);
-  return out;
+  sink(out.view());
 }
 
 }  // namespace bench::limit

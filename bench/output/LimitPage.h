@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "ByteBuffer.h"
 #include "LimitModel.h"
+#include "Sink.h"
 
 namespace bench::limit {
 
@@ -14,7 +14,7 @@ struct PageFrame {
   std::string after;
 };
 
-/// The model as the page that the library writes of it, but for the addresses in it.
-[[nodiscard]] ByteBuffer pageOf(const Model& model, const PageFrame& frame);
+/// Writes the model as the page that the library writes of it, but for the addresses in it.
+void writePage(const Model& model, const PageFrame& frame, const Sink& sink);
 
 }  // namespace bench::limit

@@ -12,9 +12,10 @@ std::string_view className(const Item& item) { return item.isFolder ? "Folder" :
 
 class TextWriter {
  public:
-  explicit TextWriter(ByteBuffer& out) : fOut(out) {}
+  TextWriter(ByteBuffer& out, const Sink& sink) : fOut(out), fSink(sink) {}
 
   void putItem(const Item& item) {
+    drainWhenFull(fOut, fSink);
     putChars(fOut, className(item));
     putChars(fOut, " {\n");
     fIndent += 4;
@@ -147,16 +148,17 @@ class TextWriter {
   }
 
   ByteBuffer& fOut;
+  const Sink& fSink;
   std::size_t fIndent = 2;
 };
 
 }  // namespace
 
-ByteBuffer textOf(const Model& model) {
+void writeText(const Model& model, const Sink& sink) {
   ByteBuffer out;
   putBlanks(out, 2);
-  TextWriter(out).putItem(*model.root());
-  return out;
+  TextWriter(out, sink).putItem(*model.root());
+  sink(out.view());
 }
 
 }  // namespace bench::limit

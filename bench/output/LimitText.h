@@ -1,11 +1,11 @@
 #pragma once
 
-#include "ByteBuffer.h"
 #include "LimitModel.h"
+#include "Sink.h"
 
 namespace bench::limit {
 
-/// The model as the indented text that the library prints of it.
-[[nodiscard]] ByteBuffer textOf(const Model& model);
+/// Writes the model as the indented text that the library prints of it.
+void writeText(const Model& model, const Sink& sink);
 
 }  // namespace bench::limit

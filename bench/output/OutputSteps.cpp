@@ -1,11 +1,13 @@
 #include "OutputSteps.h"
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <streambuf>
 #include <string>
 #include <utility>
 
@@ -29,12 +31,12 @@ namespace fs = std::filesystem;
 using tarn::kern::Model;
 
 /// A file of its own for each process, gone with it.
-class PageFile {
+class TextFile {
  public:
-  PageFile() : fPath(fs::temp_directory_path() / ("nimbo-bench-" + std::to_string(::getpid()) + ".html")) {}
-  PageFile(const PageFile&) = delete;
-  PageFile& operator=(const PageFile&) = delete;
-  ~PageFile() { fs::remove(fPath); }
+  TextFile() : fPath(fs::temp_directory_path() / ("nimbo-bench-" + std::to_string(::getpid()) + ".html")) {}
+  TextFile(const TextFile&) = delete;
+  TextFile& operator=(const TextFile&) = delete;
+  ~TextFile() { fs::remove(fPath); }
 
   [[nodiscard]] std::string path() const { return fPath.string(); }
 
@@ -48,7 +50,7 @@ class PageFile {
 };
 
 limit::PageFrame readFrame() {
-  const PageFile file;
+  const TextFile file;
   quillon::nimbo::generateHTMLFile(file.path(), Model::create(tarn::kern::ModelSpec()));
   const std::string page = file.content();
   const std::string opening = "oncontextmenu='return processContextMenu(event);'>\n";
@@ -58,12 +60,43 @@ limit::PageFrame readFrame() {
   return {page.substr(0, tree), page.substr(tree, descriptions - tree), page.substr(descriptions)};
 }
 
-void writeFile(const std::string& path, std::string_view bytes) {
-  std::FILE* const file = std::fopen(path.c_str(), "wb");
-  require(file != nullptr, "the page's file cannot be created");
-  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  require(std::fclose(file) == 0 && isWritten, "the page cannot be written");
-}
+/// A file as a straight-line program writes it: without a buffer, since the pieces are large.
+class PlainFile {
+ public:
+  explicit PlainFile(const std::string& path) : fFile(std::fopen(path.c_str(), "wb")) {
+    require(fFile != nullptr, "a file cannot be created");
+    std::setvbuf(fFile, nullptr, _IONBF, 0);
+  }
+  PlainFile(const PlainFile&) = delete;
+  PlainFile& operator=(const PlainFile&) = delete;
+  ~PlainFile() { require(std::fclose(fFile) == 0, "a file cannot be written"); }
+
+  void write(std::string_view bytes) const {
+    require(std::fwrite(bytes.data(), 1, bytes.size(), fFile) == bytes.size(), "a file cannot be written");
+  }
+
+ private:
+  std::FILE* fFile;
+};
+
+/// What formatting alone takes: whatever is written is forgotten.
+class Nowhere : public std::streambuf {
+ public:
+  Nowhere() { setp(fRoom.data(), fRoom.data() + fRoom.size()); }
+  [[nodiscard]] std::size_t size() const { return fGone + static_cast<std::size_t>(pptr() - pbase()); }
+
+ protected:
+  int_type overflow(int_type ch) override {
+    fGone += static_cast<std::size_t>(pptr() - pbase());
+    setp(fRoom.data(), fRoom.data() + fRoom.size());
+    return traits_type::eq_int_type(ch, traits_type::eof()) ? traits_type::not_eof(ch)
+                                                            : sputc(traits_type::to_char_type(ch));
+  }
+
+ private:
+  std::array<char, 1 << 16> fRoom{};
+  std::size_t fGone = 0;
+};
 
 /// Addresses are no part of what is compared. By hand: a regular expression takes longer than all that is measured.
 std::string withoutAddresses(std::string_view text) {
@@ -94,6 +127,25 @@ std::string printed(const Model& model) {
   return std::move(out).str();
 }
 
+std::size_t formatted(const Model& model) {
+  Nowhere nowhere;
+  std::ostream out(&nowhere);
+  quillon::nimbo::print(out, model);
+  return nowhere.size();
+}
+
+void printTo(const std::string& path, const Model& model) {
+  std::ofstream out(path, std::ios::binary);
+  quillon::nimbo::print(out, model);
+}
+
+template <class Write>
+std::string collected(Write write) {
+  std::string all;
+  write([&all](std::string_view piece) { all.append(piece); });
+  return all;
+}
+
 Model cloned(const Model& model) {
   quillon::nimbo::Cloner cloner;
   cloner.clone(model);
@@ -106,14 +158,23 @@ Figures limitSteps(const Description& description) {
   const std::size_t count = description.size();
   const std::unique_ptr<limit::Model> model = limit::build(description);
   const limit::PageFrame frame = readFrame();
+  const TextFile text;
   std::unique_ptr<limit::Model> copy;
-  limit::ByteBuffer text;
-  const PageFile file;
+  std::size_t size = 0;
   Figures figures;
   figures.emplace_back("clone", nanosecondsPer(count, [&] { copy = limit::copyOf(*model); }));
-  figures.emplace_back("print", nanosecondsPer(count, [&] { text = limit::textOf(*model); }));
-  figures.emplace_back("page",
-                       nanosecondsPer(count, [&] { writeFile(file.path(), limit::pageOf(*model, frame).view()); }));
+  figures.emplace_back("format text", nanosecondsPer(count, [&] {
+                         limit::writeText(*model, [&size](std::string_view piece) { size += piece.size(); });
+                       }));
+  figures.emplace_back("print to file", nanosecondsPer(count, [&] {
+                         const PlainFile file(text.path());
+                         limit::writeText(*model, [&file](std::string_view piece) { file.write(piece); });
+                       }));
+  require(text.content().size() == size, "the two texts differ in size");
+  figures.emplace_back("page", nanosecondsPer(count, [&] {
+                         const PlainFile file(text.path());
+                         limit::writePage(*model, frame, [&file](std::string_view piece) { file.write(piece); });
+                       }));
   const auto difference = limit::firstDifference(*model, *copy);
   require(!difference, difference.value_or("").c_str());
   return figures;
@@ -122,27 +183,30 @@ Figures limitSteps(const Description& description) {
 Figures librarySteps(const Description& description, const model::BenchMetaModel& meta) {
   const std::size_t count = description.size();
   const Model model = model::build(description, meta);
+  const TextFile text;
   Model copy;
-  std::string text;
-  const PageFile file;
+  std::size_t size = 0;
   Figures figures;
   figures.emplace_back("clone", nanosecondsPer(count, [&] { copy = cloned(model); }));
-  figures.emplace_back("print", nanosecondsPer(count, [&] { text = printed(model); }));
-  figures.emplace_back("page", nanosecondsPer(count, [&] { quillon::nimbo::generateHTMLFile(file.path(), model); }));
+  figures.emplace_back("format text", nanosecondsPer(count, [&] { size = formatted(model); }));
+  figures.emplace_back("print to file", nanosecondsPer(count, [&] { printTo(text.path(), model); }));
+  require(text.content().size() == size, "the two texts differ in size");
+  figures.emplace_back("page", nanosecondsPer(count, [&] { quillon::nimbo::generateHTMLFile(text.path(), model); }));
   const auto difference = tarn::kern::firstDifference(model, copy);
   require(!difference, difference ? difference->text().c_str() : "");
-  require(text == printed(copy), "the clone prints another text");
   return figures;
 }
 
 void verifyOutputs(const Description& description, const model::BenchMetaModel& meta) {
   const std::unique_ptr<limit::Model> plain = limit::build(description);
   const Model model = model::build(description, meta);
-  requireSameText(limit::textOf(*plain).view(), printed(model), "the text");
-  const PageFile file;
+  requireSameText(collected([&](const limit::Sink& sink) { limit::writeText(*plain, sink); }), printed(model),
+                  "the text");
+  const TextFile file;
   quillon::nimbo::generateHTMLFile(file.path(), model);
-  requireSameText(withoutAddresses(limit::pageOf(*plain, readFrame()).view()), withoutAddresses(file.content()),
-                  "the page");
+  const limit::PageFrame frame = readFrame();
+  requireSameText(withoutAddresses(collected([&](const limit::Sink& sink) { limit::writePage(*plain, frame, sink); })),
+                  withoutAddresses(file.content()), "the page");
 }
 
 }  // namespace bench::output
