@@ -205,37 +205,37 @@ TEST_F(ContainmentTest, ADestroyedElementHasNoContainerUntilItIsBack) {
 /// An element that holds nothing and that nothing refers to is destroyed by a shorter way than others.
 TEST_F(ContainmentTest, LoneElementsAreDestroyedAsOthersAre) {
   const auto statesOf = [](bool isReferredTo) {
-    const Model model = newModel();
-    model->setUndoLimit(3);
-    const ModelElement parent = newNode(model, u"parent");
-    const ModelElement gone = newNode(model, u"gone");
-    const ModelElement stays = newNode(model, u"stays");
+    const Model fresh = newModel();
+    fresh->setUndoLimit(3);
+    const ModelElement parent = newNode(fresh, u"parent");
+    const ModelElement gone = newNode(fresh, u"gone");
+    const ModelElement stays = newNode(fresh, u"stays");
     add(parent, u"children", gone);
     add(parent, u"children", stays);
     if (isReferredTo) set(stays, u"next", gone);
     std::vector<std::vector<std::string>> states;
     const auto look = [&] {
       states.push_back(names(parent, u"children"));
-      states.back().push_back(std::to_string(model->getElementCount()));
-      states.back().push_back(std::to_string(model->getTopLevelElements().size()));
+      states.back().push_back(std::to_string(fresh->getElementCount()));
+      states.back().push_back(std::to_string(fresh->getTopLevelElements().size()));
       states.back().push_back(gone->isDestroyed() ? "destroyed" : nameOf(gone->container()));
-      EXPECT_EQ(inconsistencies(model), "");
+      EXPECT_EQ(inconsistencies(fresh), "");
     };
     gone->destroy();
     look();
-    model->undo();
+    fresh->undo();
     look();
-    model->redo();
+    fresh->redo();
     look();
-    model->undo();
-    Transaction outer = model->beginTransaction(false);
-    Transaction inner = model->beginTransaction(false);
+    fresh->undo();
+    Transaction outer = fresh->beginTransaction(false);
+    Transaction inner = fresh->beginTransaction(false);
     gone->destroy();
     inner.commit(boost::none);
     look();
     outer.rollBack();
     look();
-    model->setUndoLimit(0);
+    fresh->setUndoLimit(0);
     gone->destroy();
     look();
     return states;
