@@ -250,6 +250,68 @@ void ModelLoader::Filler::targets(Target target, const meta::Property& property,
 
 // --- Values.
 
+namespace {
+
+/// What a number or a text spells; empty for any other value.
+std::string spelling(const RawValue& value) {
+  if (value.kind() == Kind::Number) return value.number();
+  if (value.kind() == Kind::Text) return ustring_to_utf8(value.text());
+  return {};
+}
+
+std::optional<bool> truthValue(const RawValue& value) {
+  if (value.kind() == Kind::Boolean) return value.boolean();
+  if (value.kind() != Kind::Text) return std::nullopt;
+  if (value.text() == u"true" || value.text() == u"1") return true;
+  if (value.text() == u"false" || value.text() == u"0") return false;
+  return std::nullopt;
+}
+
+std::optional<double> realNumber(const RawValue& value) {
+  if (value.isNull()) return std::numeric_limits<double>::quiet_NaN();
+  const std::string text = spelling(value);
+  const auto number = readReal(text);
+  return number ? number : specialRealNamed(text);
+}
+
+}  // namespace
+
+/// Defined before its use in a generic lambda, where clang 14 instantiates nothing that comes later.
+template <class T>
+T ModelLoader::Filler::object(const RawValue& value) {
+  if constexpr (std::same_as<T, bool>) {
+    if (const auto truth = truthValue(value)) return *truth;
+    fail(value, "true or false");
+  } else if constexpr (std::same_as<T, double>) {
+    if (const auto number = realNumber(value)) return *number;
+    fail(value, R"(a number within the range of a Real, "NaN", "inf" or "-inf")");
+  } else if constexpr (std::integral<T>) {
+    if (const auto number = readInteger<T>(spelling(value))) return *number;
+    fail(value, "a whole number " + rangeOf(internal::StorageOf<T>::kType));
+  } else if constexpr (std::same_as<T, ustring>) {
+    if (value.kind() == Kind::Text) return value.text();
+    fail(value, "a text");
+  } else if constexpr (std::same_as<T, std::string>) {
+    if (value.kind() != Kind::Text) fail(value, "a text");
+    if (auto bytes = bytesOf(value.text())) return *std::move(bytes);
+    fail(value, "a text of bytes, in which only U+DC80 to U+DCFF may stand alone");
+  } else if constexpr (std::same_as<T, boost::uuids::uuid>) {
+    if (value.kind() == Kind::Text) {
+      if (const auto uuid = readUuid(ustring_to_utf8(value.text()))) return *uuid;
+    }
+    fail(value, R"(a uuid such as "00112233-4455-6677-8899-aabbccddeeff")");
+  } else {
+    static_assert(std::same_as<T, boost::posix_time::ptime>);
+    const char* const expected = R"(a time such as "2020-01-31T13:05:09.000000")";
+    if (value.kind() != Kind::Text) fail(value, expected);
+    try {
+      return DateTimeUtils::Conversion::fromUstring(value.text());
+    } catch (const DateTimeError& error) {
+      fail(value, expected, std::string("; ") + error.what());
+    }
+  }
+}
+
 template <class Target>
 void ModelLoader::Filler::map(Target target, const meta::Property& property, const RawValue& value) {
   const Value live = target.get(property);
@@ -315,68 +377,6 @@ Value ModelLoader::Filler::plain(const meta::Property& property, const SlotInfo&
           return Value(object<T>(value));
         }
       });
-  }
-}
-
-namespace {
-
-/// What a number or a text spells; empty for any other value.
-std::string spelling(const RawValue& value) {
-  if (value.kind() == Kind::Number) return value.number();
-  if (value.kind() == Kind::Text) return ustring_to_utf8(value.text());
-  return {};
-}
-
-// clang 14 does not see that a template below needs these two.
-[[maybe_unused]] std::optional<bool> truthValue(const RawValue& value) {
-  if (value.kind() == Kind::Boolean) return value.boolean();
-  if (value.kind() != Kind::Text) return std::nullopt;
-  if (value.text() == u"true" || value.text() == u"1") return true;
-  if (value.text() == u"false" || value.text() == u"0") return false;
-  return std::nullopt;
-}
-
-[[maybe_unused]] std::optional<double> realNumber(const RawValue& value) {
-  if (value.isNull()) return std::numeric_limits<double>::quiet_NaN();
-  const std::string text = spelling(value);
-  const auto number = readReal(text);
-  return number ? number : specialRealNamed(text);
-}
-
-}  // namespace
-
-template <class T>
-T ModelLoader::Filler::object(const RawValue& value) {
-  if constexpr (std::same_as<T, bool>) {
-    if (const auto truth = truthValue(value)) return *truth;
-    fail(value, "true or false");
-  } else if constexpr (std::same_as<T, double>) {
-    if (const auto number = realNumber(value)) return *number;
-    fail(value, R"(a number within the range of a Real, "NaN", "inf" or "-inf")");
-  } else if constexpr (std::integral<T>) {
-    if (const auto number = readInteger<T>(spelling(value))) return *number;
-    fail(value, "a whole number " + rangeOf(internal::StorageOf<T>::kType));
-  } else if constexpr (std::same_as<T, ustring>) {
-    if (value.kind() == Kind::Text) return value.text();
-    fail(value, "a text");
-  } else if constexpr (std::same_as<T, std::string>) {
-    if (value.kind() != Kind::Text) fail(value, "a text");
-    if (auto bytes = bytesOf(value.text())) return *std::move(bytes);
-    fail(value, "a text of bytes, in which only U+DC80 to U+DCFF may stand alone");
-  } else if constexpr (std::same_as<T, boost::uuids::uuid>) {
-    if (value.kind() == Kind::Text) {
-      if (const auto uuid = readUuid(ustring_to_utf8(value.text()))) return *uuid;
-    }
-    fail(value, R"(a uuid such as "00112233-4455-6677-8899-aabbccddeeff")");
-  } else {
-    static_assert(std::same_as<T, boost::posix_time::ptime>);
-    const char* const expected = R"(a time such as "2020-01-31T13:05:09.000000")";
-    if (value.kind() != Kind::Text) fail(value, expected);
-    try {
-      return DateTimeUtils::Conversion::fromUstring(value.text());
-    } catch (const DateTimeError& error) {
-      fail(value, expected, std::string("; ") + error.what());
-    }
   }
 }
 
