@@ -30,7 +30,7 @@ namespace {
 namespace fs = std::filesystem;
 using tarn::kern::Model;
 
-/// A file of its own for each process, gone with it.
+/// A file of its own for each process, one at a time, gone with the object.
 class TextFile {
  public:
   TextFile() : fPath(fs::temp_directory_path() / ("nimbo-bench-" + std::to_string(::getpid()) + ".html")) {}
@@ -202,9 +202,9 @@ void verifyOutputs(const Description& description, const model::BenchMetaModel& 
   const Model model = model::build(description, meta);
   requireSameText(collected([&](const limit::Sink& sink) { limit::writeText(*plain, sink); }), printed(model),
                   "the text");
+  const limit::PageFrame frame = readFrame();
   const TextFile file;
   quillon::nimbo::generateHTMLFile(file.path(), model);
-  const limit::PageFrame frame = readFrame();
   requireSameText(withoutAddresses(collected([&](const limit::Sink& sink) { limit::writePage(*plain, frame, sink); })),
                   withoutAddresses(file.content()), "the page");
 }
