@@ -73,7 +73,8 @@ void EcoreBuilding::fail(const EcoreNode& node, const std::string& text) {
 void EcoreBuilding::checkTags(const EcoreNode& node, const std::vector<std::string_view>& known) const {
   for (const EcoreNode* child : node.children) {
     if (std::find(known.begin(), known.end(), child->tag) != known.end()) continue;
-    kern::internal::NearestName nearest(utf8_to_ustring(child->tag));
+    const ustring sought = utf8_to_ustring(child->tag);  // the search keeps a view of it
+    kern::internal::NearestName nearest(sought);
     std::string list;
     for (const std::string_view tag : known) {
       nearest.offer(utf8_to_ustring(tag));
@@ -208,7 +209,8 @@ void EcoreBuilding::draftClassifier(const EcoreNode& node, meta::PackageBuilder&
   } else if (node.kind == "EDataType") {
     checkTags(node, kDataTypeTags);
   } else {
-    kern::internal::NearestName nearest(utf8_to_ustring(node.kind));
+    const ustring sought = utf8_to_ustring(node.kind);  // the search keeps a view of it
+    kern::internal::NearestName nearest(sought);
     for (const char16_t* kind : {u"EClass", u"EEnum", u"EDataType"}) nearest.offer(kind);
     fail(node, "expected an EClass, an EEnum or an EDataType, found " +
                    (node.kind.empty() ? "no xsi:type" : "\"" + node.kind + "\"") + nearest.suggestion());

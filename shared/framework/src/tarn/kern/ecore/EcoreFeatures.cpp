@@ -240,7 +240,11 @@ void EcoreBuilding::buildFeature(Owner& owner, const EcoreNode& node, bool isInD
   const TypeChoice choice = typeOf(node);
   meta::PropertyBuilder property = declare(owner, node, choice, isInDataType);
   FacetList facets;
-  if (!choice.isMap) setBounds(property, node, facets);
+  if (!choice.isMap) {
+    setBounds(property, node, facets);
+  } else if (noteOf(node, "required") != nullptr) {
+    property.required();
+  }
   setFlags(property, node, choice, facets);
   if (choice.isClass && !isInDataType) {
     setOpposite(property, node, choice, facets);

@@ -333,11 +333,13 @@ void EcoreWriter::writeType(const meta::Property& property, Notes& notes) {
   }
   const meta::Type& type = property->getType();
   if (isMap(property)) {
+    if (property->lower != 0) notes.add("required", "true");  // a lower bound would ask for an entry
     return attribute("eType", localized("ecore:EClass " + std::string(kEcoreNamespace) + "#//EStringToStringMapEntry"));
   }
   const auto primitive = narrow<meta::PrimitiveType>(type);
   if (!primitive || !primitive->isStandard()) return attribute("eType", referenceTo(type));
-  const bool canBeAbsent = !property->isCollection() && property->lower == 0 && !property->defaultValue();
+  const bool canBeAbsent = !property->isCollection() && property->lower == 0 && !property->defaultValue() &&
+                           !hasFacet(property, u"defaultValueLiteral");
   attribute("eType", localized(dataTypeFor(type, canBeAbsent)));
   if (!isToldByDataType(type)) notes.add("type", ustring_to_utf8(type->getQualifiedName()));
 }

@@ -22,9 +22,9 @@ using testing::HasSubstr;
 class XmlEvolution : public testing::Test {
  protected:
   XmlEvolution() {
-    if (MetaRegistry::getInstance()->getPackageForFamily(u"xmlshelf")) return;
-    meta::PackageBuilder package(u"xmlshelf");
-    package.family(u"xmlshelf", u"2.0");
+    if (MetaRegistry::getInstance()->getPackageForFamily(u"shelving")) return;
+    meta::PackageBuilder package(u"shelving");
+    package.family(u"shelving", u"2.0");
     package.addEnum(u"Mood").literal(u"calm", 0).literal(u"wild", 1);
     auto& point = package.addDataType(u"Size");
     point.attribute(u"width", StandardTypes::integerMeta);
@@ -42,7 +42,7 @@ class XmlEvolution : public testing::Test {
     shelf.composite(u"books", book).many();
     shelf.composite(u"best", book);
     package.registerPackage();
-    evolution::Evolution(u"xmlshelf")
+    evolution::Evolution(u"shelving")
         .from(u"1.0")
         .to(u"2.0")
         .renameClass(u"Volume", u"Book")
@@ -52,7 +52,7 @@ class XmlEvolution : public testing::Test {
   }
 
   static std::string document(const std::string& version, const std::string& content) {
-    const std::string uri = bedrock::i18n::to_string(MetaRegistry::schemaBaseUri()) + "xmlshelf/" + version;
+    const std::string uri = bedrock::i18n::to_string(MetaRegistry::schemaBaseUri()) + "shelving/" + version;
     return "<s:Shelf xmi:version=\"2.0\" xmlns:xmi=\"http://www.omg.org/XMI\" "
            "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:s=\"" +
            uri + "\" xmi:id=\"_00000000-0000-0000-0000-000000000001\">" + content + "</s:Shelf>";
@@ -95,7 +95,7 @@ TEST_F(XmlEvolution, AdaptsOlderContentWhileItIsRead) {
   EXPECT_EQ(one->peekElements(one->property(u"related")).size(), 2U);
   EXPECT_EQ(elementOf(model, 1)->get<ModelElement>(u"best"), two);
   // What is written now is of the current version, and names the type of every element.
-  EXPECT_THAT(written(model), HasSubstr("<books xsi:type=\"xmlshelf:Book\""));
+  EXPECT_THAT(written(model), HasSubstr("<books xsi:type=\"shelving:Book\""));
   EXPECT_EQ(readVersioned(written(model))->getElementCount(), 3U);
 }
 

@@ -94,11 +94,12 @@ TEST(XmlParser, UnderstandsEveryFormOfReference) {
 
 TEST(XmlParser, FindsTargetsInAnyRoot) {
   const Model model =
-      read(documentOf("<j:Node name=\"x\" next=\"/1\"/><j:Node name=\"y\" next=\"#/0\"/>"
+      read(documentOf("<j:Node name=\"x\" next=\"/1\"/><j:Node name=\"y\" next=\"#/0\"><children name=\"yy\"/></j:Node>"
                       "<j:Node name=\"z\" next=\"/1/@children.0\"/>"));
   EXPECT_EQ(model->getTopLevelElements().size(), 3U);
   EXPECT_EQ(targetOf(rootOf(model), u"next"), "y");
   EXPECT_EQ(targetOf(model->getTopLevelElements()[1], u"next"), "x");
+  EXPECT_EQ(targetOf(model->getTopLevelElements()[2], u"next"), "yy");
 }
 
 TEST(XmlParser, TakesReferencesAsElementsToo) {

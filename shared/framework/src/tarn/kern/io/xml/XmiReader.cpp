@@ -683,7 +683,8 @@ meta::StructuredType XmiReader::typeNamed(std::string_view qualifiedName) {
   const meta::Package package = packageOf(prefix);
   const auto type = narrow<meta::StructuredType>(fContent.plans.typeNamed(package, local));
   if (!type) {
-    kern::internal::NearestName nearest(utf8_to_ustring(local));
+    const ustring sought = utf8_to_ustring(local);  // the search keeps a view of it
+    kern::internal::NearestName nearest(sought);
     for (const meta::Type& known : package->getTypesInOrder()) nearest.offer(known->getName());
     fail("the package \"" + to_string(package->getUri()) + "\" has no class \"" + std::string(local) + "\"" +
          nearest.suggestion());
@@ -693,7 +694,8 @@ meta::StructuredType XmiReader::typeNamed(std::string_view qualifiedName) {
 }
 
 void XmiReader::failOfFeature(const TypePlan& plan, std::string_view name) const {
-  kern::internal::NearestName nearest(utf8_to_ustring(name));
+  const ustring sought = utf8_to_ustring(name);  // the search keeps a view of it
+  kern::internal::NearestName nearest(sought);
   for (const Feature& known : plan.features()) nearest.offer(known.property->getName());
   fail("\"" + to_string(plan.type()->getQualifiedName()) + "\" has no property \"" + std::string(name) + "\"" +
        nearest.suggestion());

@@ -55,6 +55,11 @@ void appendReal(std::string& out, double value) {
   }
 }
 
+/// True when the entries of a collection lie in one typed vector.
+bool isContiguous(const meta::Property& property, StorageType storage) {
+  return static_cast<std::uint8_t>(storage) < kContiguousStorageTypes && !property->usesGenericStorage;
+}
+
 bool isWayBack(const meta::Property& property) {
   return property->getOpposite() && property->getOpposite()->isComposite;
 }
@@ -266,7 +271,7 @@ bool XmiWriter::writeAttributes(const ModelElement::Impl& element, const Plan& p
     } else if (step.isCollection) {
       isSomethingLeft = isSomethingLeft || internal::dispatchSingle(step.storage, [&]<class T>(TypeTag<T>) {
                           if constexpr (ContiguousValueType<T>) {
-                            if (!step.property->usesGenericStorage) {
+                            if (isContiguous(step.property, step.storage)) {
                               return !element.peekCollection<T>(step.property).empty();
                             }
                           }
@@ -423,7 +428,7 @@ void XmiWriter::writeNil(const Step& step) {
 void XmiWriter::writeValues(const ModelElement::Impl& element, const Step& step) {
   const bool isDone = internal::dispatchSingle(step.storage, [&]<class T>(TypeTag<T>) {
     if constexpr (ContiguousValueType<T>) {
-      if (step.property->usesGenericStorage) return false;
+      if (!isContiguous(step.property, step.storage)) return false;
       for (const auto& entry : element.peekCollection<T>(step.property)) {
         indent();
         fBody += '<' + step.name + '>';

@@ -62,7 +62,8 @@ std::optional<std::int64_t> literalFromText(const Feature& feature, std::string_
   const std::string name = bedrock::i18n::to_string(feature.property->getType()->getQualifiedName());
   const std::string found = quotedText(text);
   if (feature.storage != StorageType::Enum) throw ValueTextError("a value of the type \"" + name + "\"", found);
-  kern::internal::NearestName nearest(bedrock::i18n::utf8_to_ustring(text));
+  const ustring sought = bedrock::i18n::utf8_to_ustring(text);  // the search keeps a view of it
+  kern::internal::NearestName nearest(sought);
   for (const auto& literal : *feature.literals) nearest.offer(bedrock::i18n::utf8_to_ustring(literal.first));
   throw ValueTextError("a literal of the enum \"" + name + "\"", found + nearest.suggestion());
 }
