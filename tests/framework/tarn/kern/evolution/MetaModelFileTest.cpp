@@ -318,13 +318,19 @@ TEST_F(MetaModelFileTest, ListsSeveralFaultsInOneText) {
 
 // --- Writing.
 
+/// A custom type of the application's own.
+struct Isbn {
+  int number;
+  friend bool operator==(const Isbn&, const Isbn&) = default;
+};
+
 TEST_F(MetaModelFileTest, WritesTheWholeTextInAFixedOrder) {
   PackageBuilder p(u"p");
   p.family(u"p", u"2").annotate({u"doc", {{u"k", u"v"}, {u"k", u"\"w\""}}});
   p.addEnum(u"Genre").literal(u"novel", 0).literal(u"essay", -4);
-  p.addPrimitive<int>(
-       u"Isbn", [](const int& isbn) { return bedrock::i18n::utf8_to_ustring(std::to_string(isbn)); },
-       [](const ustring& text) { return std::stoi(bedrock::i18n::ustring_to_utf8(text)); })
+  p.addPrimitive<Isbn>(
+       u"Isbn", [](const Isbn& isbn) { return bedrock::i18n::utf8_to_ustring(std::to_string(isbn.number)); },
+       [](const ustring& text) { return Isbn{std::stoi(bedrock::i18n::ustring_to_utf8(text))}; })
       .annotate({u"java", {}});
   auto& book = p.addClass(u"Book").makeAbstract();
   book.attribute(u"isbn", u"Isbn").required().defaultsTo(u"978");
