@@ -74,7 +74,8 @@ void StoreWriter::note(const Changes& changes) {
       }
     }
   }
-  fGone.reserve(fGone.size() + kills);
+  // Room for what may be freed, which must not fail then.
+  if (fGone.size() + kills > fGone.capacity()) fGone.reserve(std::max(fGone.size() + kills, fGone.capacity() * 2));
   if (!changes.isReplay) return;
   for (std::uint32_t i = changes.tableStart; i < changes.tableEnd; ++i) {
     ElementRecord* record = fState.core.table()[i];
