@@ -436,6 +436,61 @@ TEST(JSONParser, TakesPartInAnOpenTransaction) {
   EXPECT_EQ(model->getElementCount(), 0U);
 }
 
+class CountingObserver : public ModelObserver {
+ public:
+  void changed(const ModelChange& change) override { created += change.created.size(); }
+  void collectionCommitted(const AbstractOwnedCollection& collection) override {
+    collections.push_back(collection.getProperty()->getName());
+  }
+  std::size_t created = 0;
+  std::vector<ustring> collections;
+};
+
+TEST(JSONParser, TellsObserversOfWhatItReads) {
+  const std::string text = document(element(1, R"({"children":[)" + element(3, "{}") + "," + element(2, "null") +
+                                                   R"(],"owned":[)" + reference(2) + "," + reference(3) + "]}") +
+                                    "," + element(4, R"({"manyInteger":[2,1]})", "Plain"));
+  const Model model = emptyModel();
+  CountingObserver observer;
+  model->addObserver(&observer);
+  readInto(model, text);
+  model->removeObserver(&observer);
+  EXPECT_EQ(observer.created, 4U);
+  EXPECT_THAT(observer.collections, testing::IsSupersetOf({u"children", u"owned", u"manyInteger"}));
+  const Model silent = read(text);
+  EXPECT_TRUE(modelsEqual(model, silent));
+}
+
+TEST(JSONParser, KeepsUniqueCollectionsUnique) {
+  const Model model = read(document(element(1, R"({"marks":["a","b","a"]})", "Hidden")));
+  EXPECT_EQ(elementOf(model, 1)->peekCollection<ustring>(elementOf(model, 1)->property(u"marks")),
+            (std::vector<ustring>{u"a", u"b"}));
+  const Model twice = read(document(element(1, R"({"others":[)" + reference(1) + "," + reference(1) + "]}")));
+  EXPECT_EQ(elementOf(twice, 1)->peekElements(elementOf(twice, 1)->property(u"others")).size(), 1U);
+}
+
+TEST(JSONParser, IsUndoneAsOneStep) {
+  const Model model = emptyModel();
+  newElement(model, u"Node", 9);
+  model->setUndoLimit(5);
+  const std::string before = written(model);
+  readInto(model, document(element(1, R"({"next":)" + reference(9) + R"(,"children":[)" + element(2, "{}") + "]}")));
+  const std::string after = written(model);
+  model->undo();
+  EXPECT_EQ(written(model), before);
+  model->redo();
+  EXPECT_EQ(written(model), after);
+}
+
+TEST(JSONParser, KeepsTheListedOrderOfContents) {
+  // The content of 2 lets 3 into the same list before its turn, and 4 is moved away again.
+  const Model model = read(document(element(
+      1, R"({"children":[)" + element(2, R"({"next":)" + element(3, R"({"parent":)" + reference(1) + "}") + "}") + "," +
+             element(4, "null") + "," + reference(3) + "," + reference(4) + "]}")));
+  EXPECT_EQ(elementOf(model, 1)->contents(),
+            (std::vector{elementOf(model, 2), elementOf(model, 4), elementOf(model, 3)}));
+}
+
 TEST(JSONParser, ReadsOneTextAfterTheOther) {
   const Model model = emptyModel();
   io::JSONParser parser;

@@ -116,6 +116,7 @@ void addNodes(meta::PackageBuilder& package) {
   hidden.attribute(u"transient", StandardTypes::integerMeta).transient();
   hidden.attribute(u"guarded", StandardTypes::integerMeta).guarded();
   hidden.attribute(u"readOnly", StandardTypes::integerMeta).readOnly();
+  hidden.attribute(u"marks", StandardTypes::stringMeta).many().unique();
 }
 
 meta::Package definePackage() {

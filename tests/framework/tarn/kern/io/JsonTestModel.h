@@ -32,7 +32,7 @@ struct Money {
 ///     default and many, such as "requiredInteger8"; the same for Color, Money and Point (which has no default);
 ///     generic (Integer, many, generic storage); map (required), optionalMap
 ///   Lines: line (Line, required), lines (Line, many)
-///   Hidden: derived, transient, guarded, readOnly (all Integer)
+///   Hidden: derived, transient, guarded, readOnly (all Integer), marks (String, many, unique)
 [[nodiscard]] meta::Class classNamed(std::u16string_view name);
 /// Point: x, y (Integer, required), label (String). Line: name (String, default "line"), points (Point, many), inner
 /// (Line, many), target (Node), targets (Node, many), numbers (Integer, many), ratio (Real), notes (map), color

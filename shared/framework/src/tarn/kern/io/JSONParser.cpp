@@ -60,8 +60,8 @@ Frame readFrame(const JsonNode& root) {
 
 /// Content that fits the meta-model as it is.
 void readCurrent(const JsonDocument& document, const Frame& frame, const Model& model) {
-  constexpr std::size_t kFewestNodes = 16;  // of an element and what refers to it
-  MentionedElements elements(model, document.nodeCount() / kFewestNodes);
+  constexpr std::size_t kUsualNodes = 48;  // of an element and what refers to it
+  MentionedElements elements(model, document.nodeCount() / kUsualNodes);
   Transaction transaction = model->beginTransaction(false);
   JsonModelReader(elements).entries(frame.entries);
   elements.finish();

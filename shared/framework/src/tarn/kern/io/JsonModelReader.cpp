@@ -12,6 +12,7 @@
 #include <bedrock/i18n.h>
 
 #include "../ModelCore.h"
+#include "../Slots.h"
 #include "../StorageDispatch.h"
 #include "JsonValues.h"
 #include "KnownNames.h"
@@ -83,6 +84,56 @@ std::vector<ModelElement> handlesTo(const std::vector<internal::ElementRecord*>&
   handles.reserve(records.size());
   for (internal::ElementRecord* const record : records) handles.emplace_back(record);
   return handles;
+}
+
+// What follows writes to the slots of elements where nobody could ask what they held before, which is the case for all
+// that this reading has made. The way through a Value is the same for every target.
+
+[[nodiscard]] internal::ElementRecord& recordOf(const ElementTarget& target) noexcept {
+  return static_cast<internal::ElementRecord&>(target.element);
+}
+
+template <class T>
+void put(const ElementTarget& target, const JsonReadProperty& plan, T object) {
+  internal::ElementRecord& record = recordOf(target);
+  if (!record.core->mayOverwrite(record)) return target.setObject(plan.property, std::move(object));
+  internal::setPresent(record.area(), *plan.slot, true);
+  record.slot<T>(*plan.slot) = std::move(object);
+}
+template <class T>
+void put(const DataTarget& target, const JsonReadProperty& plan, T object) {
+  target.setObject(plan.property, std::move(object));
+}
+
+template <class Target, class T>
+void putVectorAsValue(const Target& target, const JsonReadProperty& plan, std::vector<T> objects) {
+  const Value live = target.get(plan.property);
+  static_cast<TypedCollection<T>&>(live.toPrimitiveCollection()).assign(std::move(objects));
+}
+template <class T>
+void putVector(const ElementTarget& target, const JsonReadProperty& plan, std::vector<T> objects) {
+  internal::ElementRecord& record = recordOf(target);
+  const bool isSimple =
+      record.core->mayOverwrite(record) && record.core->observers().empty() && !plan.property->isUnique;
+  if (!isSimple) return putVectorAsValue(target, plan, std::move(objects));
+  auto& place = record.slot<std::vector<T>>(*plan.slot);
+  record.core->forgetValues(&place);
+  place = std::move(objects);
+}
+template <class T>
+void putVector(const DataTarget& target, const JsonReadProperty& plan, std::vector<T> objects) {
+  putVectorAsValue(target, plan, std::move(objects));
+}
+
+void link(const ElementTarget& target, const JsonReadProperty& plan, ModelElement::Impl* element) {
+  internal::ElementRecord& record = recordOf(target);
+  auto* const other = static_cast<internal::ElementRecord*>(element);
+  if (plan.slot->shape == SlotShape::Container) return record.core->setContainer(record, *plan.slot, other);
+  record.core->setReference(record, *plan.slot, other);
+}
+void link(const DataTarget& target, const JsonReadProperty& plan, ModelElement::Impl* element) {
+  if (element != nullptr) return target.setObject(plan.property, ModelElement(element));
+  target.set(plan.property, Value::createEmptyValue(plan.type(), plan.property->lower != 0));
 }
 
 constexpr const char* kElement = "an element or null";
@@ -207,38 +258,49 @@ ModelElement::Impl* JsonModelReader::fittingElement(const JsonReadProperty& plan
 template <class Target>
 void JsonModelReader::target(Target target, const JsonReadProperty& plan, const JsonNode& node) {
   ModelElement::Impl* const read = fittingElement(plan, head(node));
-  at(node, [&] {
-    if (read != nullptr) return target.setObject(plan.property, ModelElement(read));
-    target.set(plan.property, Value::createEmptyValue(plan.type(), plan.property->lower != 0));
-  });
+  at(node, [&] { link(target, plan, read); });
 }
 
 template <class Target>
 void JsonModelReader::targets(Target target, const JsonReadProperty& plan, const JsonNode& node) {
   if (!node.isArray()) node.fail("an array of elements");
-  if (plan.slot->isComposite) {
-    const Value live = target.get(plan.property);
-    return contained(plan, node, live.toElementCollection());
+  if constexpr (std::same_as<Target, ElementTarget>) {
+    if (plan.slot->isComposite) return contained(target, plan, node);
   }
   references(plan, node);
   at(node, [&] { assign(target, plan); });
 }
 
-/// Each element is looked for while the one before is read.
-void JsonModelReader::contained(const JsonReadProperty& plan, const JsonNode& node, ElementCollection& collection) {
-  ListedTargets listed(collection, 0);
+/// Each element is looked for while the one before is read, and goes into the list when it has been read, as it is at
+/// hand then. Where others got in between, or somebody is to be told of the change, the list is set as a whole in the
+/// end.
+void JsonModelReader::contained(ElementTarget target, const JsonReadProperty& plan, const JsonNode& node) {
+  internal::ElementRecord& record = recordOf(target);
+  const internal::SlotInfo& slot = *plan.slot;
+  bool isAsListed = record.core->observers().empty() && record.list(slot).size() == 0;
+  std::size_t count = 0;
   const JsonNode end = node.behind();
   JsonNode entry = node.following();
-  if (entry == end) return listed.finish();
-  Head next = head(entry);
+  Head next = entry == end ? Head() : head(entry);
   while (entry != end) {
     const Head current = next;
     entry = entry.behind();
     if (entry != end) next = head(entry);
-    ModelElement::Impl* const read = fittingElement(plan, current);
-    at(current.node, [&] { listed.add(read); });
+    auto* const read = static_cast<internal::ElementRecord*>(fittingElement(plan, current));
+    ++count;
+    if (!isAsListed) continue;
+    at(current.node, [&] { record.core->insert(record, slot, count, read); });
+    isAsListed = record.list(slot).size() == count;
   }
-  at(node, [&] { listed.finish(); });
+  if (isAsListed) return;
+  fListed.clear();
+  for (const JsonNode& each : node.entries()) {
+    const Head known = head(each);
+    ModelElement::Impl* const element =
+        known.plan == nullptr ? nullptr : fElements.mention(known.plan->metaClass, known.uuid);
+    fListed.push_back(static_cast<internal::ElementRecord*>(element));
+  }
+  at(node, [&] { assign(target, plan); });
 }
 
 /// References lead anywhere, so several are looked for at once. Leaves them in fListed.
@@ -293,10 +355,10 @@ void JsonModelReader::single(Target target, const JsonReadProperty& plan, const 
     case StorageType::Custom:
       return target.set(plan.property, value(plan, node));
     case StorageType::Enum:
-      return target.setObject(plan.property, json::enumNumber(plan, node));
+      return put(target, plan, json::enumNumber(plan, node));
     default:
       internal::dispatchSingle(plan.storage(), [&]<class T>(TypeTag<T>) {
-        if constexpr (!std::same_as<T, Value>) target.setObject(plan.property, json::object<T>(node));
+        if constexpr (!std::same_as<T, Value>) put(target, plan, json::object<T>(node));
       });
   }
 }
@@ -318,19 +380,18 @@ template <class Target>
 template <class Target>
 void JsonModelReader::values(Target target, const JsonReadProperty& plan, const JsonNode& node) {
   if (!node.isArray()) node.fail("an array of values");
-  const Value live = target.get(plan.property);
-  PrimitiveCollection& collection = live.toPrimitiveCollection();
   if (plan.slot->shape == SlotShape::Typed) {
     return internal::dispatchContiguous(plan.storage(), [&]<class T>(TypeTag<T>) {
       std::vector<T> objects;
       objects.reserve(node.behind().index() - node.following().index());  // one node each
       for (const JsonNode& entry : node.entries()) objects.push_back(json::object<T>(entry));
-      static_cast<TypedCollection<T>&>(collection).assign(std::move(objects));
+      putVector(target, plan, std::move(objects));
     });
   }
   std::vector<Value> entries;
   for (const JsonNode& entry : node.entries()) entries.push_back(value(plan, entry));
-  collection.assignValues(std::move(entries));
+  const Value live = target.get(plan.property);
+  live.toPrimitiveCollection().assignValues(std::move(entries));
 }
 
 Value JsonModelReader::value(const JsonReadProperty& plan, const JsonNode& node) {

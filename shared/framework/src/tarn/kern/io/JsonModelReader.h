@@ -57,7 +57,7 @@ class JsonModelReader {
   void target(Target target, const JsonReadProperty& plan, const JsonNode& node);
   template <class Target>
   void targets(Target target, const JsonReadProperty& plan, const JsonNode& node);
-  void contained(const JsonReadProperty& plan, const JsonNode& node, ElementCollection& collection);
+  void contained(ElementTarget target, const JsonReadProperty& plan, const JsonNode& node);
   void references(const JsonReadProperty& plan, const JsonNode& node);
   void assign(ElementTarget target, const JsonReadProperty& plan);
   void assign(DataTarget target, const JsonReadProperty& plan);
