@@ -50,7 +50,7 @@ class Writer {
     for (const std::u16string& word : item.tags) {
       indent(depth + 1);
       put("<tags>");
-      text(word);
+      text(word, false);
       put("</tags>\n");
     }
     if (hasChildren) {
@@ -132,28 +132,49 @@ class Writer {
     }
   }
 
-  /// The benchmark's texts hold nothing that XML refuses, and no character beyond the first plane.
-  void text(std::u16string_view units) {
-    for (const char16_t unit : units) {
-      if (unit == u'&') {
-        put("&amp;");
-      } else if (unit == u'<') {
-        put("&lt;");
-      } else if (unit == u'"') {
-        put("&quot;");
-      } else if (unit < 0x80) {
-        *fOut.extend(1) = static_cast<char>(unit);
-      } else if (unit < 0x800) {
-        char* to = fOut.extend(2);
-        to[0] = static_cast<char>(0xC0U | unit >> 6U);
-        to[1] = static_cast<char>(0x80U | (unit & 0x3FU));
+  /// The benchmark's texts are well-formed and hold nothing that XML refuses.
+  void text(std::u16string_view units, bool isAttribute = true) {
+    const std::size_t room = 6 * units.size();
+    char* const begin = fOut.extend(room);
+    char* at = begin;
+    for (std::size_t i = 0; i < units.size(); ++i) {
+      const unsigned unit = units[i];
+      if (unit >= 0x20 && unit < 0x80 && unit != '&' && unit != '<' && unit != '>' && unit != '"') {
+        *at++ = static_cast<char>(unit);
       } else {
-        char* to = fOut.extend(3);
-        to[0] = static_cast<char>(0xE0U | unit >> 12U);
-        to[1] = static_cast<char>(0x80U | (unit >> 6U & 0x3FU));
-        to[2] = static_cast<char>(0x80U | (unit & 0x3FU));
+        at = special(at, units, i, isAttribute);
       }
     }
+    fOut.shrink(room - static_cast<std::size_t>(at - begin));
+  }
+
+  static char* copy(char* at, std::string_view bytes) { return std::copy(bytes.begin(), bytes.end(), at); }
+
+  static char* special(char* at, std::u16string_view units, std::size_t& i, bool isAttribute) {
+    unsigned unit = units[i];
+    if (unit == '&') return copy(at, "&amp;");
+    if (unit == '<') return copy(at, "&lt;");
+    if (unit == '>' && !isAttribute) return copy(at, "&gt;");
+    if (unit == '"' && isAttribute) return copy(at, "&quot;");
+    if (unit == '\n' && isAttribute) return copy(at, "&#10;");
+    if (unit == '\t' && isAttribute) return copy(at, "&#9;");
+    if (unit < 0x80) {
+      *at++ = static_cast<char>(unit);
+    } else if (unit < 0x800) {
+      *at++ = static_cast<char>(0xC0U | unit >> 6U);
+      *at++ = static_cast<char>(0x80U | (unit & 0x3FU));
+    } else if (unit >= 0xD800 && unit < 0xDC00) {
+      unit = 0x10000U + ((unit & 0x3FFU) << 10U) + (units[++i] & 0x3FFU);
+      *at++ = static_cast<char>(0xF0U | unit >> 18U);
+      *at++ = static_cast<char>(0x80U | (unit >> 12U & 0x3FU));
+      *at++ = static_cast<char>(0x80U | (unit >> 6U & 0x3FU));
+      *at++ = static_cast<char>(0x80U | (unit & 0x3FU));
+    } else {
+      *at++ = static_cast<char>(0xE0U | unit >> 12U);
+      *at++ = static_cast<char>(0x80U | (unit >> 6U & 0x3FU));
+      *at++ = static_cast<char>(0x80U | (unit & 0x3FU));
+    }
+    return at;
   }
 
   ByteBuffer& fOut;

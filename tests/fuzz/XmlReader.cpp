@@ -66,7 +66,7 @@ std::vector<std::string> fuzz::seeds() {
       "><j:Node name=\"r\" xmi:id=\"r\" next=\"//@children.0\" friends=\"r c\"><children xsi:type=\"j:Special\" "
       "xmi:id=\"c\" name=\"c\"/><children name=\"d\" others=\"r #c //c /0/@children.1\" owner=\"/\"/>"
       "<only xsi:nil=\"true\"/><path href=\"#c\"/><path xsi:nil=\"true\"/></j:Node>"
-      "<j:Plain color=\"green\" real=\"0.5\" manyInteger=\"1 2\" money=\"12 EUR\" uuid=\"x\"/></xmi:XMI>";
+      "<j:Plain color=\"green\" real=\"0.5\" manyInteger=\"1 2\" money=\"12 EUR\"/></xmi:XMI>";
   const std::string values = "<j:Plain" + declarations +
                              " integer=\"-1\" dateTime=\"2020-01-31T13:05:09\"><map key=\"k\" value=\"v\"/><point "
                              "x=\"1\" y=\"2\"><label>l</label>"
