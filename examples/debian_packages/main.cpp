@@ -18,6 +18,7 @@
 #include "Report.h"
 #include "RoundTrip.h"
 #include "Stopwatch.h"
+#include "StoreTour.h"
 #include "TextForms.h"
 #include "Tour.h"
 
@@ -91,6 +92,7 @@ void run(CommandLine line) {
   std::cout << "\nEach file was loaded into a new model that is equal to the one saved and saves as the same bytes.\n";
   showTextForms(model, line.outDirectory, std::cout);
   showExchangeForms(model, line.outDirectory, std::cout);
+  takeStoreTour(model, line.outDirectory, std::cout);
   takeTour(model, line.section, line.outDirectory, std::cout);
 }
 
