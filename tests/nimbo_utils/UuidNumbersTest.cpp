@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -37,6 +38,23 @@ TEST(UuidNumbers, DoNotChangeWithTheRoomReserved) {
   numbers.reserve(10);
   for (std::uint32_t i = 10; i < 1500; ++i) ASSERT_EQ(numbers.numberOf(uuidOf(i)), i - 8U);
   EXPECT_EQ(numbers.numberOf(uuidOf(5)), 1U);
+}
+
+TEST(UuidNumbers, CountMentionsThatNobodyAskedTheNumberOf) {
+  UuidNumbers asked;
+  UuidNumbers mentioned;
+  std::mt19937 random(1);
+  for (int i = 0; i < 3'000'000; ++i) {  // more than are kept without numbers
+    const boost::uuids::uuid uuid = uuidOf(static_cast<std::uint32_t>(random() % 1000));
+    const std::uint64_t number = asked.numberOf(uuid);
+    if (i % 500'000 == 7) {
+      UuidNumbers copy = mentioned;
+      EXPECT_EQ(copy.numberOf(uuid), number);
+    }
+    mentioned.mention(uuid);
+    if (i % 700'000 != 3) continue;
+    EXPECT_EQ(mentioned.numberOf(uuid), number);
+  }
 }
 
 TEST(UuidNumbers, GoOnInACopyWithoutTheOriginal) {

@@ -6,6 +6,7 @@
 #include <bedrock/i18n.h>
 #include <tarn/kern/DateTimeUtils.h>
 
+#include "PlainText.h"
 #include "quillon/nimbo/html/Manipulators.h"
 
 namespace quillon::nimbo::html {
@@ -17,7 +18,7 @@ void openRow(std::ostream& os, const std::string& name) {
 
 }  // namespace
 
-void putRowValue(std::ostream& os, const char* value) { os << value; }
+void putRowValue(std::ostream& os, const char* value) { detail::putText(os, value); }
 void putRowValue(std::ostream& os, std::int8_t value) { os << static_cast<char>(value); }
 void putRowValue(std::ostream& os, std::uint8_t value) { os << static_cast<char>(value); }
 void putRowValue(std::ostream& os, std::int16_t value) { os << value; }
@@ -25,9 +26,11 @@ void putRowValue(std::ostream& os, std::uint16_t value) { os << value; }
 void putRowValue(std::ostream& os, std::int32_t value) { os << value; }
 void putRowValue(std::ostream& os, std::uint32_t value) { os << value; }
 void putRowValue(std::ostream& os, std::int64_t value) { os << value; }
-void putRowValue(std::ostream& os, double value) { os << value; }
-void putRowValue(std::ostream& os, const std::string& value) { os << value; }
-void putRowValue(std::ostream& os, const std::u16string& value) { os << bedrock::i18n::ustring_to_utf8(value); }
+void putRowValue(std::ostream& os, double value) { detail::putReal(os, value); }
+void putRowValue(std::ostream& os, const std::string& value) { detail::putText(os, value); }
+void putRowValue(std::ostream& os, const std::u16string& value) {
+  detail::putText(os, bedrock::i18n::ustring_to_utf8(value));
+}
 void putRowValue(std::ostream& os, const boost::uuids::uuid& value) { os << boost::lexical_cast<std::string>(value); }
 void putRowValue(std::ostream& os, const boost::posix_time::ptime& value) {
   putRowValue(os, tarn::kern::DateTimeUtils::Conversion::toUstring(value));

@@ -6,6 +6,8 @@
 #include <locale>
 #include <streambuf>
 
+#include "html/StreamBuf.h"
+
 namespace quillon::nimbo::detail {
 namespace {
 
@@ -29,6 +31,7 @@ void putText(std::ostream& os, std::string_view text) {
     os << text;
     return;
   }
+  if (html::StreamBuf* const page = html::htmlBuffer(os)) return page->write(text);
   const auto size = static_cast<std::streamsize>(text.size());
   try {
     if (os.rdbuf()->sputn(text.data(), size) == size) return;

@@ -74,7 +74,7 @@ PrettyPrinter& PrettyPrinter::emitNullElements(bool on) {
 
 void PrettyPrinter::print(std::ostream& os, const Model& model) {
   checkModel(model);
-  fNumbers.reserve(model->getElementCount());
+  if (html::isHTMLStream(os)) fNumbers.reserve(model->getElementCount());
   for (const ModelElement& element : model->getTopLevelElements()) emitElement(os, element, "", true);
 }
 

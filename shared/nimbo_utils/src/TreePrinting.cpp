@@ -37,7 +37,9 @@ void putSpan(std::ostream& os, const std::string& text, const char* cls, const s
 /// What folds begins behind the brace, and the brace ends its line.
 void putOpening(std::ostream& os, std::string brace, const std::string& id) {
   if (html::isHTMLStream(os)) {
-    os << brace << tag{"span", "tree", id} << '\n';
+    detail::putText(os, brace);
+    os << tag{"span", "tree", id};
+    detail::putText(os, "\n");
   } else {
     detail::putText(os, brace += '\n');
   }
@@ -105,7 +107,7 @@ std::vector<PrettyPrinter::Property> PrettyPrinter::propertiesInTree(const Model
 /// Mentions the element, which numbers it on every stream; the text is empty on a plain one, which shows no ids.
 std::string PrettyPrinter::idOnPage(std::ostream& os, const ModelElement& element) {
   if (html::isHTMLStream(os)) return elemId(element);
-  if (element) static_cast<void>(fNumbers.numberOf(element->getUuid()));
+  if (element) fNumbers.mention(element->getUuid());
   return {};
 }
 
@@ -117,7 +119,7 @@ void PrettyPrinter::emitLineStart(std::ostream& os, const std::string& id, bool 
     if (folds) os << expander{id, false};
     emitIndent(os, folds);
     if (!name.empty()) os << tag2{"span", name, "keyword"};
-    os << behind;
+    detail::putText(os, behind);
   } else {
     emitIndent(os, false);
     detail::putText(os, name.append(behind));

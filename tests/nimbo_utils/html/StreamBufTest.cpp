@@ -1,5 +1,7 @@
+#include <random>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
@@ -61,6 +63,23 @@ TEST(StreamBuf, WritesNothingForTheEndOfFile) {
   StreamBuf buffer(text);
   EXPECT_EQ(Probe::call(buffer), std::char_traits<char>::eof());
   EXPECT_EQ(text->str(), "");
+}
+
+TEST(StreamBuf, WritesATextAsItWouldItsCharactersOneByOne) {
+  std::mt19937 random(1);
+  const std::string_view kOften = "      \n\"&<>\\\t'ab";
+  for (int i = 0; i < 4000; ++i) {
+    AwareStream whole;
+    AwareStream single;
+    whole.buffer.escape = single.buffer.escape = i % 2 == 0;
+    whole.buffer.jsString = single.buffer.jsString = i % 4 < 2;
+    std::string text(random() % 300, ' ');
+    const bool isMixed = i % 3 == 0;
+    for (char& ch : text) ch = isMixed ? static_cast<char>(random() % 256) : kOften[random() % kOften.size()];
+    whole.buffer.write(text);
+    for (const char ch : text) single.buffer.sputc(ch);
+    ASSERT_EQ(whole.text->str(), single.text->str());
+  }
 }
 
 TEST(StreamBuf, DoesNotForwardAFlush) {

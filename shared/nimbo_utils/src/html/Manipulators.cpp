@@ -21,7 +21,23 @@ char idPrefix(std::string_view cls) {
 }
 
 /// Unformatted, so that a width or fill that the caller has set for a value does not end up inside the markup.
-void put(std::ostream& os, std::string_view text) { os.write(text.data(), static_cast<std::streamsize>(text.size())); }
+void put(std::ostream& os, std::string_view text) {
+  StreamBuf* const buffer = os.good() ? htmlBuffer(os) : nullptr;
+  if (buffer != nullptr) {
+    buffer->write(text);
+  } else {
+    os.write(text.data(), static_cast<std::streamsize>(text.size()));
+  }
+}
+
+/// Text that is shown, which takes a width that the caller has set.
+void putShown(std::ostream& os, std::string_view text) {
+  if (os.width() == 0) {
+    put(os, text);
+  } else {
+    os << text;
+  }
+}
 
 void putAttribute(std::ostream& os, std::string_view start, std::string_view value) {
   if (value.empty()) return;
@@ -32,7 +48,7 @@ void putAttribute(std::ostream& os, std::string_view start, std::string_view val
 
 /// Keeps the lines of the file short. Within the descriptions it comes out as a line continuation.
 void endLineAfterDiv(std::ostream& os, std::string_view name) {
-  if (name == "div") os << std::endl;
+  if (name == "div") put(os, "\n");
 }
 
 void putRaw(std::ostream& os, std::string_view text) {
@@ -95,7 +111,9 @@ std::ostream& operator<<(std::ostream& os, const tag& x) {
 
 std::ostream& operator<<(std::ostream& os, const tag2& x) {
   if (!isHTMLStream(os)) return os << x.contents;
-  return os << tag{x.name, x.cls, x.id} << x.contents << etag{x.name};
+  os << tag{x.name, x.cls, x.id};
+  putShown(os, x.contents);
+  return os << etag{x.name};
 }
 
 std::ostream& operator<<(std::ostream& os, const etag& x) {

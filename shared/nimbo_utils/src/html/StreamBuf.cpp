@@ -1,5 +1,8 @@
 #include "html/StreamBuf.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <string_view>
 #include <typeinfo>
 
@@ -49,7 +52,61 @@ void writeTo(std::ostream& target, std::string_view text) {
   if (target.rdbuf()->sputn(text.data(), size) != size) target.setstate(std::ios_base::badbit);
 }
 
+/// For each character whether it goes on as it is, by the modes.
+using Passing = std::array<bool, 256>;
+
+constexpr Passing passing(bool escape, bool jsString) {
+  Passing passes{};
+  passes.fill(true);
+  const auto stop = [&passes](std::string_view characters) {
+    for (const char ch : characters) passes[static_cast<unsigned char>(ch)] = false;
+  };
+  if (escape) stop("\n \"&<>");
+  if (jsString) std::fill_n(passes.begin(), std::size_t{' '}, false);
+  if (jsString && !escape) stop("\"\\");
+  return passes;
+}
+
+constexpr std::array<Passing, 4> kPassing = {passing(false, false), passing(false, true), passing(true, false),
+                                             passing(true, true)};
+
+constexpr std::size_t kBlanksAtOnce = 64;
+constexpr std::string_view kEscapedBlank = "&nbsp;";
+
+constexpr auto kEscapedBlanks = [] {
+  std::array<char, kBlanksAtOnce * kEscapedBlank.size()> blanks{};
+  for (std::size_t i = 0; i < blanks.size(); ++i) blanks[i] = kEscapedBlank[i % kEscapedBlank.size()];
+  return blanks;
+}();
+
+void writeEscapedBlanks(std::ostream& target, std::size_t count) {
+  for (std::size_t left = count; left > 0;) {
+    const std::size_t now = std::min(left, kBlanksAtOnce);
+    writeTo(target, {kEscapedBlanks.data(), now * kEscapedBlank.size()});
+    left -= now;
+  }
+}
+
 }  // namespace
+
+void StreamBuf::write(std::string_view text) {
+  const Passing& passes = kPassing[(escape ? 2U : 0U) + (jsString ? 1U : 0U)];
+  const auto isStop = [&passes](char ch) { return !passes[static_cast<unsigned char>(ch)]; };
+  while (!text.empty()) {
+    const auto stop = std::find_if(text.begin(), text.end(), isStop);
+    std::size_t done = static_cast<std::size_t>(stop - text.begin());
+    if (done > 0) {
+      writeTo(*target, text.substr(0, done));
+    } else if (escape && text.front() == ' ') {
+      done = std::min(text.find_first_not_of(' '), text.size());
+      writeEscapedBlanks(*target, done);
+    } else {
+      overflow(traits_type::to_int_type(text.front()));
+      done = 1;
+    }
+    text.remove_prefix(done);
+  }
+}
 
 StreamBuf::int_type StreamBuf::overflow(int_type ch) {
   if (traits_type::eq_int_type(ch, traits_type::eof())) return ch;

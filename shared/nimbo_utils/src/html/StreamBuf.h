@@ -2,6 +2,7 @@
 
 #include <ostream>
 #include <streambuf>
+#include <string_view>
 
 /// The escaping buffer behind the HTML aware streams, and the flag word by which a stream is known to be one.
 namespace quillon::nimbo::html {
@@ -16,6 +17,9 @@ class StreamBuf final : public std::streambuf {
   StreamBuf(const StreamBuf&) = delete;
   StreamBuf& operator=(const StreamBuf&) = delete;
   ~StreamBuf() override { delete target; }
+
+  /// The same as putting the characters one by one; what passes unchanged, and blanks, go on in one piece.
+  void write(std::string_view text);
 
   std::ostream* target;   ///< the complete stream object that the characters end in; owned
   bool escape = false;    ///< HTML escaping is on
