@@ -364,6 +364,21 @@ TEST_F(ReplacementTest, AKeyMayBeMappedToItself) {
   EXPECT_EQ(targetOf(cloneOf(2), u"next"), cloneOf(4));
 }
 
+TEST_F(ReplacementTest, KeysWithTheSameReplacementShareItsClone) {
+  addTo(root, u"children", other);
+  addTo(other, u"children", newNode(source, 6));
+  cloner.cloneAndReplace({root}, Replacements{{key, substitute}, {other, substitute}});
+  EXPECT_THAT(membersOf(cloneOf(1), u"children"), ElementsAre(cloneOf(5)));
+  EXPECT_THAT(membersOf(cloneOf(5), u"children"), ElementsAre(cloneOf(3), cloneOf(6)));
+}
+
+TEST_F(ReplacementTest, AKeyReachedFromWithinAnotherOfTheSameReplacementKeepsItsChildren) {
+  addTo(other, u"children", newNode(source, 6));
+  addTo(part, u"refs", other);
+  cloner.cloneAndReplace({key}, Replacements{{key, substitute}, {other, substitute}});
+  EXPECT_THAT(membersOf(cloneOf(5), u"children"), ElementsAre(cloneOf(6), cloneOf(3)));
+}
+
 TEST_F(ReplacementTest, AReplacementOfADerivedClassBringsItsAttributes) {
   const ModelElement leaf = newNode(source, 6, u"leaf", u"Leaf");
   leaf->set(u"size", std::int32_t{4});
@@ -392,6 +407,17 @@ TEST_F(ReplacementTest, ReplacementsHoldForOneCallOnly) {
 }
 
 // --- Cloning again, into the same model, and failing.
+
+TEST_F(ClonerTest, ElementsOfTwoModelsWithTheSameUuidAreOneClone) {
+  const Model second = Model::create(kern::ModelSpec());
+  const ModelElement first = newNode(source, 1, u"first");
+  const ModelElement other = newNode(second, 1, u"other");
+  addTo(other, u"children", newNode(second, 2));
+  cloner.clone({first, other});
+  EXPECT_EQ(target->getElementCount(), 2U);
+  EXPECT_EQ(cloneOf(1)->get<std::u16string>(u"name"), u"first");
+  EXPECT_THAT(membersOf(cloneOf(1), u"children"), ElementsAre(cloneOf(2)));
+}
 
 TEST_F(ClonerTest, AnElementThatIsThereKeepsItsAttributesAndGetsItsReferencesAgain) {
   const ModelElement a = newNode(source, 1, u"new");

@@ -145,19 +145,21 @@ void Cloner::cloneClassProperty(const ModelElement& source, ModelElement& target
 
 [[gnu::noinline]] void Cloner::cloneElements(const ModelElement& source, const ModelElement& target,
                                              const Property& property, bool isNew) {
-  const std::span<ModelElement::Impl* const> members = source->peekElements(property);
+  std::span<ModelElement::Impl* const> members = source->peekElements(property);
   if (members.empty()) return;
-  // Taken before anything is added: source and target may be the same element.
-  std::vector<ModelElement> sources;
-  sources.reserve(members.size());
-  for (ModelElement::Impl* const member : members) sources.emplace_back(member);
+  // Taken before anything is added, where source and target may be the same element.
+  std::vector<ModelElement::Impl*> sources;
+  if (!fIsTargetKnown) {
+    sources.assign(members.begin(), members.end());
+    members = sources;
+  }
   // A new element's collection that nobody else writes into gets all its members at once. Others may be the opposites
   // of members, and keys that have the same replacement.
   const bool isOwn = isNew && fReplacements == nullptr && (property->isComposite || !property->getOpposite());
   std::vector<ModelElement> clones;
-  if (isOwn) clones.reserve(sources.size());
-  for (const ModelElement& member : sources) {
-    ModelElement clone = bedrock::stack::callDeep([&] { return cloneModelElement(member); });
+  if (isOwn) clones.reserve(members.size());
+  for (ModelElement::Impl* const member : members) {
+    ModelElement clone = bedrock::stack::callDeep([&] { return cloneModelElement(ModelElement(member)); });
     if (!clone) continue;
     if (isOwn) {
       clones.push_back(std::move(clone));
