@@ -16,10 +16,9 @@
 ///
 /// Elements are matched by uuid, so the states may be two models, a model and its clone, or two files read in:
 ///   - added, removed: the element is in one of the models only. Everything inside it that is too has an entry as well.
-///   - moved: its container, the property that holds it, or its place among the members that stayed is another one. Of
-///   a
-///     collection that was put in another order, as few members as possible count as moved; a member that only made
-///     room for another one is not moved.
+///   - moved: its container, the property that holds it, or its place among the members that stayed is another one.
+///     Of a collection that was put in another order, as few members as possible count as moved; a member that only
+///     made room for another one is not moved.
 ///   - changed: attributes or plain references differ, or the class does. What an element contains shows as added,
 ///     removed and moved elements, not as a change of its container.
 /// An element that moved and changed has an entry for each. Derived properties do not count. Referenced elements agree
