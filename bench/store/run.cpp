@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -56,7 +57,8 @@ std::size_t walk(const Model& model) {
     const ModelElement element = std::move(open.back());
     open.pop_back();
     ++count;
-    for (ModelElement& content : element->contents()) open.push_back(std::move(content));
+    std::vector<ModelElement> contents = element->contents();
+    open.insert(open.end(), std::make_move_iterator(contents.rbegin()), std::make_move_iterator(contents.rend()));
   }
   return count;
 }

@@ -20,6 +20,8 @@ namespace {
 /// What was acknowledged is in the file, whole, whatever happened to the program that wrote it.
 class StoreCrashTest : public testing::Test {
  protected:
+  void SetUp() override { static_cast<void>(kerneltest::types()); }  // registers them
+
   struct Run {
     int status = 0;  // of waitpid
     std::size_t acknowledged = 0;

@@ -14,6 +14,7 @@ int main(int count, char** arguments) {
   using namespace tarn::kern;  // NOLINT: a program of its own
   if (count != 3) return 1;
   const int commits = std::atoi(arguments[2]);
+  static_cast<void>(kerneltest::types());  // registers them
   const Model model = storetest::newModel();
   try {
     storetest::bindTo(model, arguments[1]);
