@@ -98,7 +98,8 @@ TEST_P(OldContent, IsRefusedWhereEvolutionIsOff) {
   EXPECT_TRUE(contentOf(fFolder / "old") == fBytes) << "the file is left as it was";
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryForm, OldContent, testing::Values(&OldFiles::binary, &OldFiles::json, &OldFiles::xml),
+INSTANTIATE_TEST_SUITE_P(EveryForm, OldContent,
+                         testing::Values(&OldFiles::binary, &OldFiles::json, &OldFiles::xml, &OldFiles::store),
                          [](const auto& form) {
                            return std::string(form.param == &OldFiles::binary ? "Binary"
                                               : form.param == &OldFiles::json ? "Json"
