@@ -48,7 +48,9 @@ std::string keyOfId(std::string_view keyPrefix, std::string_view id) {
 
 namespace {
 
-bool isBlank(std::string_view text) noexcept { return text.find_first_not_of(" \t\r\n") == std::string_view::npos; }
+bool isBlank(std::string_view text) noexcept {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; });
+}
 
 constexpr std::string_view kNilWord = "\x01";
 

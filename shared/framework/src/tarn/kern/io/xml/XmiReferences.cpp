@@ -20,11 +20,15 @@ namespace {
 constexpr std::string_view kNilWord = "\x01";
 constexpr std::string_view kUuidScheme = "urn:uuid:";
 
+bool isBlank(char c) noexcept { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
 std::string_view nextWord(std::string_view& words) noexcept {
-  constexpr std::string_view kBlanks = " \t\r\n";
-  words.remove_prefix(std::min(words.find_first_not_of(kBlanks), words.size()));
-  const std::string_view word = words.substr(0, words.find_first_of(kBlanks));
-  words.remove_prefix(word.size());
+  std::size_t begin = 0;
+  while (begin < words.size() && isBlank(words[begin])) ++begin;
+  std::size_t end = begin;
+  while (end < words.size() && !isBlank(words[end])) ++end;
+  const std::string_view word = words.substr(begin, end - begin);
+  words.remove_prefix(end);
   return word;
 }
 
@@ -34,9 +38,9 @@ std::optional<std::size_t> numberIn(std::string_view text) noexcept {
 
 /// The name of the class of a reference that spells it: "ecore:EClass" in "ecore:EClass other.ecore#//Name".
 bool isTypeWord(std::string_view word, const XmiNamespaces& namespaces) {
-  if (word.find_first_of("#/") != std::string_view::npos) return false;
   const std::size_t colon = word.find(':');
-  return colon != std::string_view::npos && namespaces.wasDeclared(word.substr(0, colon));
+  if (colon == std::string_view::npos || word.find_first_of("#/") != std::string_view::npos) return false;
+  return namespaces.wasDeclared(word.substr(0, colon));
 }
 
 }  // namespace

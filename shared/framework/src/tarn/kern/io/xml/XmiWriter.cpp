@@ -161,6 +161,9 @@ void XmiWriter::write(const std::vector<ModelElement>& elements, std::string& te
     });
   }
 
+  // Most elements need more; what matters is that a long text is not moved about again and again while it grows.
+  constexpr std::size_t kLikelyBytes = 256;
+  if (fWritesAll) fBody.reserve(roots.front()->getModel()->getElementCount() * kLikelyBytes);
   const bool isOne = roots.size() == 1;
   std::string root = "xmi:XMI";
   if (isOne) {
@@ -184,10 +187,12 @@ void XmiWriter::write(const std::vector<ModelElement>& elements, std::string& te
     }
     if (!roots.empty()) fBody += "</xmi:XMI>\n";
   }
-  const std::string head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<" + root + namespaces();
-  text.reserve(text.size() + head.size() + fBody.size());
-  text += head;
-  text += fBody;
+  fBody.insert(0, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<" + root + namespaces());
+  if (text.empty()) {
+    text = std::move(fBody);
+  } else {
+    text += fBody;
+  }
 }
 
 std::string XmiWriter::namespaces() const {

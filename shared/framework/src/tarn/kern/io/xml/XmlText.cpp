@@ -79,15 +79,14 @@ char* encode(char* to, char32_t point) noexcept {
 
 std::size_t appendEscaped(std::string& out, std::u16string_view text, TextPlace place) {
   const auto& table = kTreatments[static_cast<std::size_t>(place)];
+  // A stretch is encoded beside the string and appended at once: a check for room per character would cost more than
+  // the character. Three bytes per unit are enough, and four for a pair.
+  constexpr std::size_t kLongestStretch = 256;
+  std::array<char, kLongestStretch * 3 + 4> stretch;
   std::size_t i = 0;
   while (i < text.size()) {
-    // A stretch without anything to escape goes in at once: three bytes per unit are enough for it. It is bounded, as
-    // making room takes time, too, and a text may be full of what must be escaped.
-    constexpr std::size_t kLongestStretch = 256;
-    const std::size_t before = out.size();
     const std::size_t end = std::min(text.size(), i + kLongestStretch);
-    out.resize(before + (end - i + 1) * 3);
-    char* to = out.data() + before;
+    char* to = stretch.data();
     bool mustEscape = false;
     for (; i < end; ++i) {
       const char16_t unit = text[i];
@@ -107,7 +106,7 @@ std::size_t appendEscaped(std::string& out, std::u16string_view text, TextPlace 
         to = encode(to, unit);
       }
     }
-    out.resize(static_cast<std::size_t>(to - out.data()));
+    out.append(stretch.data(), static_cast<std::size_t>(to - stretch.data()));
     if (!mustEscape) continue;
     if (table[text[i]] == Treatment::Refuse) return i;
     appendReference(out, text[i]);
