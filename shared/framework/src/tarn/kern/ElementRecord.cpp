@@ -21,8 +21,8 @@ static_assert(sizeof(MapSlot) <= kMapSlotBytes, "layouts reserve this many bytes
 
 ElementRecord::ElementRecord(const meta::Class& type, const boost::uuids::uuid& uuid, ModelCore& theCore,
                              std::uint32_t place) noexcept
-    : ModelElement::Impl(Kind::Element, uuid), core(&theCore), index(place), born(0), fClass(type),
-      fLayout(&type->layout()) {
+    : ModelElement::Impl(Kind::Element, uuid), core(&theCore), fClass(type), fLayout(&type->layout()), index(place),
+      born(0) {
   fRecordKind = RecordKind::Element;
 }
 

@@ -79,26 +79,30 @@ class ElementRecord final : public ModelElement::Impl {
   [[nodiscard]] bool hasHandles() const noexcept { return isHeld(); }
   void freeWithLastHandle() noexcept { fFreedWithLastHandle = true; }
 
-  // The core's book-keeping; only ModelCore writes it.
-  ModelCore* core;
-  ElementRecord* container = nullptr;
-  std::uint32_t index;             // in the core's table
-  std::uint32_t topPosition = 0;   // in the core's list of top-level elements, while there is no container
-  std::uint32_t born;              // serial of the transaction level it was made in
-  std::uint16_t containerSlot = 0;
+  // The core's book-keeping; only ModelCore writes it. What is asked of the target of every reference stands in front, so
+  // that the bytes from the count to the layout lie as close together as they can: targets are seldom in the cache.
   State state = State::Live;
   bool mayHaveContents = false;  // never lowered: a container that is known to be empty cannot close a cycle
   bool isLeaving = false;        // belongs to the set that is being destroyed
   bool isFromStore = false;      // came from the bound store: older than everything that was made since the binding
+  std::uint16_t containerSlot = 0;
+  ModelCore* core;
+
+ private:
+  meta::Class fClass;
+  const Layout* fLayout;
+
+ public:
+  ElementRecord* container = nullptr;
+  std::uint32_t index;            // in the core's table
+  std::uint32_t topPosition = 0;  // in the core's list of top-level elements, while there is no container
+  std::uint32_t born;             // serial of the transaction level it was made in
 
  private:
   void makeReadable() const;
   [[noreturn]] void refuseRead(const meta::Property& property, const SlotInfo* slot) const;
   [[noreturn]] void refuseWrite(const meta::Property& property) const;
   void lastHandleGone() const noexcept override;
-
-  meta::Class fClass;
-  const Layout* fLayout;
 };
 static_assert(sizeof(ElementRecord) % 8 == 0, "the slots follow the header directly");
 

@@ -141,6 +141,14 @@ Layout::Layout(const meta::StructuredType& laidOut, const std::vector<meta::Prop
   drawImage();
 }
 
+const SlotInfo* Layout::findByOrigin(const meta::Property::Impl* property) const noexcept {
+  const auto at = std::lower_bound(fByOrigin.begin(), fByOrigin.end(), property,
+                                   [](const OriginEntry& entry, const meta::Property::Impl* wanted) {
+                                     return std::less<>()(entry.first, wanted);
+                                   });
+  return at != fByOrigin.end() && at->first == property ? &slots[at->second] : nullptr;
+}
+
 void Layout::describeSlots(const std::vector<meta::Property>& allProperties) {
   std::uint16_t presenceBits = 0;
   slots.reserve(allProperties.size());

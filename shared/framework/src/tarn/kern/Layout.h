@@ -63,7 +63,8 @@ struct Layout {
   [[nodiscard]] const SlotInfo* find(const meta::Property::Impl* property) const noexcept {
     if (property == nullptr) return nullptr;
     const std::uint32_t index = property->slotIndex();
-    if (index < slots.size() && slots[index].property == property) return &slots[index];
+    if (index < slots.size() && slots[index].property == property) [[likely]]
+      return &slots[index];
     return findByOrigin(property);
   }
 
@@ -89,13 +90,7 @@ struct Layout {
  private:
   using OriginEntry = std::pair<const meta::Property::Impl*, std::uint16_t>;
 
-  [[nodiscard]] const SlotInfo* findByOrigin(const meta::Property::Impl* property) const noexcept {
-    const auto at = std::lower_bound(fByOrigin.begin(), fByOrigin.end(), property,
-                                     [](const OriginEntry& entry, const meta::Property::Impl* wanted) {
-                                       return std::less<>()(entry.first, wanted);
-                                     });
-    return at != fByOrigin.end() && at->first == property ? &slots[at->second] : nullptr;
-  }
+  [[nodiscard]] const SlotInfo* findByOrigin(const meta::Property::Impl* property) const noexcept;
 
   void describeSlots(const std::vector<meta::Property>& allProperties);
   void placeSlots();

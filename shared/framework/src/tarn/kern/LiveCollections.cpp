@@ -493,12 +493,18 @@ class LiveElements final : public ElementCollection {
     return handles;
   }
   [[nodiscard]] ModelElement getElement(std::size_t index) const override {
-    checkIndex(*this, index, size());
-    if (isSnapshot()) return liveTarget(taken()[index]);
-    return ModelElement(memberAt(list(), record().core->physicalIndex(record(), slot(), index)));
+    if (isSnapshot()) {
+      checkIndex(*this, index, taken().size());
+      return liveTarget(taken()[index]);
+    }
+    ElementRecord& owner = record();
+    const SlotInfo& info = slot();
+    const ElementList& members = owner.list(info);
+    if (index >= members.size()) checkIndex(*this, index, members.size());
+    return ModelElement(memberAt(members, owner.core->physicalIndex(owner, info, index)));
   }
   void addElement(const ModelElement& element) override {
-    checkWritable();
+    if (isSnapshot()) checkWritable();  // says what is wrong
     insertAt(list().size(), element);
   }
   void insertElement(std::size_t index, const ModelElement& element) override {
@@ -566,9 +572,13 @@ class LiveElements final : public ElementCollection {
   [[nodiscard]] const Handles& taken() const noexcept {
     return static_cast<const Snapshot<Handles>*>(CollectionAccess::owner(*this))->content;
   }
-  [[nodiscard]] ElementRecord& record() const { return *static_cast<ElementRecord*>(liveOwner()); }
+  [[nodiscard]] ElementRecord& record() const {
+    auto& owner = static_cast<ElementRecord&>(*CollectionAccess::owner(*this));
+    owner.ensureReadable();
+    return owner;
+  }
   [[nodiscard]] const SlotInfo& slot() const noexcept {
-    return slotOf(*CollectionAccess::owner(*this), getProperty());
+    return *static_cast<const ElementRecord&>(*CollectionAccess::owner(*this)).layout().find(getProperty().get());
   }
   [[nodiscard]] ElementList& list() const { return record().list(slot()); }
   [[nodiscard]] bool isUnique() const noexcept {
@@ -588,9 +598,15 @@ class LiveElements final : public ElementCollection {
   }
 
   void insertAt(std::size_t index, const ModelElement& element) {
-    ElementRecord* member = checkedMember(slot(), element);
-    if (member != nullptr && isUnique() && observedCore(record()) != nullptr && contains(element)) return;
-    change({Kind::Insert, index, 1, 0}, [&] { record().core->insert(record(), slot(), index, member); });
+    ElementRecord& owner = record();
+    const SlotInfo& info = slot();
+    ElementRecord* member = checkedMember(info, element);
+    if (observedCore(owner) == nullptr) {
+      owner.core->insert(owner, info, index, member);
+      return;
+    }
+    if (member != nullptr && isUnique() && contains(element)) return;  // then there is nothing to tell
+    change({Kind::Insert, index, 1, 0}, [&] { owner.core->insert(owner, info, index, member); });
   }
   void assignRecords(std::span<ElementRecord* const> members) {
     change(getGiveUpDescriptor(), [&] { record().core->assign(record(), slot(), members); });
