@@ -400,7 +400,7 @@ TEST_F(MetaModelFileTest, WritesTheWholeTextInAFixedOrder) {
           "properties": [
             { "attribute": "isbn", "type": "Isbn", "lower": 1, "default": "978" },
             { "attribute": "genre", "type": "Genre", "default": "essay", "annotations": [{ "source": "x", "details": [] }] },
-            { "attribute": "price", "type": "Real", "upper": 0, "default": -0.0 },
+            { "attribute": "price", "type": "Real", "upper": 0, "default": -0 },
             { "composite": "parts", "type": "Book", "upper": "*", "opposite": "whole", "qualifiedBy": "genre" },
             { "reference": "whole", "type": "Book", "opposite": "parts" }
           ]
