@@ -138,7 +138,7 @@ class CommandLine {
 
   void addDump() {
     CLI::App* app = addVerb("dump", "Turn a binary file into JSON without its meta-model",
-                            "Exactly the text that the library's dump gives; on standard output a line end follows.",
+                            "Exactly the text that the library's dump gives, on one line.",
                             {"nimbo dump library.z", "nimbo dump --pretty library.z -o dumped.json"},
                             [this] { return runDump(fDump); });
     addFile(app, "FILE", fDump.file, "The file; - is standard input");

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include <quillon/nimbo/BinParser.h>
+#include <unistd.h>
 
 #include "OutputFile.h"
 #include "PrettyJson.h"
@@ -26,8 +27,10 @@ ExitCode runDump(const DumpOptions& options) {
       throw ToolError(file.name() + ": " + faultText(error) + "; `nimbo explain` shows what there is up to that place");
     }
   }
-  // On a terminal a line must end; in a file the text stays what the library gives.
-  writeFile(options.out, options.pretty ? prettyJson(text) : options.out == "-" ? text + "\n" : text, options.force);
+  if (options.pretty) text = prettyJson(text);
+  const bool endsLine =
+      !options.pretty && options.out == "-" && ::isatty(STDOUT_FILENO) != 0;  // for the prompt behind it
+  writeFile(options.out, endsLine ? text + "\n" : text, options.force);
   return kFine;
 }
 
