@@ -39,17 +39,30 @@ void putShown(std::ostream& os, std::string_view text) {
   }
 }
 
-void putAttribute(std::ostream& os, std::string_view start, std::string_view value) {
-  if (value.empty()) return;
-  put(os, start);
-  put(os, value);
-  put(os, "'");
-}
+/// A piece of markup, put together before it goes out: a page is tags for the most part.
+class Markup {
+ public:
+  Markup() { fText.reserve(100); }
 
-/// Keeps the lines of the file short. Within the descriptions it comes out as a line continuation.
-void endLineAfterDiv(std::ostream& os, std::string_view name) {
-  if (name == "div") put(os, "\n");
-}
+  Markup& operator<<(std::string_view text) {
+    fText += text;
+    return *this;
+  }
+  Markup& operator<<(char ch) {
+    fText += ch;
+    return *this;
+  }
+  Markup& attribute(std::string_view start, std::string_view value) {
+    return value.empty() ? *this : *this << start << value << '\'';
+  }
+  /// Keeps the lines of the file short. Within the descriptions it comes out as a line continuation.
+  Markup& endLineAfterDiv(std::string_view name) { return name == "div" ? *this << '\n' : *this; }
+
+  [[nodiscard]] std::string_view text() const { return fText; }
+
+ private:
+  std::string fText;
+};
 
 void putRaw(std::ostream& os, std::string_view text) {
   const RawStretch raw(os);
@@ -61,13 +74,10 @@ void setJsString(std::ostream& os, bool on) {
 }
 
 void putHrefOpening(std::ostream& os, const href& x) {
-  const RawStretch raw(os);
-  put(os, "<a");
-  putAttribute(os, " target='", x.target);
-  putAttribute(os, " class='", x.cls);
-  put(os, " href='");
-  put(os, x.link);
-  put(os, "'>");
+  Markup markup;
+  markup << "<a";
+  markup.attribute(" target='", x.target).attribute(" class='", x.cls) << " href='" << x.link << "'>";
+  putRaw(os, markup.text());
 }
 
 /// The head of an entry of the map of descriptions, which is script text, not part of any string.
@@ -94,18 +104,12 @@ bool isHTMLStream(std::ostream& os) { return htmlBuffer(os) != nullptr; }
 
 std::ostream& operator<<(std::ostream& os, const tag& x) {
   if (!isHTMLStream(os)) return os;
-  const RawStretch raw(os);
-  put(os, "<");
-  put(os, x.name);
-  putAttribute(os, " class='", x.cls);
-  if (!x.id.empty()) {
-    put(os, " id='");
-    os.put(idPrefix(x.cls));
-    put(os, x.id);
-    put(os, "'");
-  }
-  put(os, ">");
-  endLineAfterDiv(os, x.name);
+  Markup markup;
+  markup << '<' << x.name;
+  markup.attribute(" class='", x.cls);
+  if (!x.id.empty()) markup << " id='" << idPrefix(x.cls) << x.id << '\'';
+  markup << '>';
+  putRaw(os, markup.endLineAfterDiv(x.name).text());
   return os;
 }
 
@@ -118,11 +122,9 @@ std::ostream& operator<<(std::ostream& os, const tag2& x) {
 
 std::ostream& operator<<(std::ostream& os, const etag& x) {
   if (!isHTMLStream(os)) return os;
-  const RawStretch raw(os);
-  put(os, "</");
-  put(os, x.name);
-  put(os, ">");
-  endLineAfterDiv(os, x.name);
+  Markup markup;
+  markup << "</" << x.name << '>';
+  putRaw(os, markup.endLineAfterDiv(x.name).text());
   return os;
 }
 
