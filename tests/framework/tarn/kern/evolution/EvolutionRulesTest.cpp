@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <sstream>
@@ -464,9 +465,13 @@ TEST_F(EvolutionRulesTest, TakesTimeInProportionToTheContent) {
     EXPECT_EQ(root.find(u"parts")->list().size(), count - count / 3);
     return taken.count();
   };
-  const double few = secondsFor(20'000);
-  const double many = secondsFor(200'000);
-  EXPECT_LT(many, 40 * few);  // ten times the content; a square would be a hundredfold
+  // The best of three: the machine may be busy with other things.
+  const auto bestFor = [&](unsigned count) {
+    return std::min({secondsFor(count), secondsFor(count), secondsFor(count)});
+  };
+  const double few = bestFor(20'000);
+  const double many = bestFor(100'000);
+  EXPECT_LT(many, 15 * few);  // five times the content; a square would be twenty-five times
 }
 
 }  // namespace
