@@ -29,14 +29,23 @@ namespace {
 
 using testsupport::HandmadeStream;
 
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define NIMBO_TEST_ADDRESS_SANITIZER
+#elif __has_feature(thread_sanitizer)
+#define NIMBO_TEST_THREAD_SANITIZER
+#endif
+#endif
 #if defined(__SANITIZE_ADDRESS__)
-#define NIMBO_TEST_SANITIZED
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define NIMBO_TEST_SANITIZED
+#define NIMBO_TEST_ADDRESS_SANITIZER
+#elif defined(__SANITIZE_THREAD__)
+#define NIMBO_TEST_THREAD_SANITIZER
 #endif
-#endif
-#if defined(NIMBO_TEST_SANITIZED)
+
+// Sanitized frames are several times as wide, and the thread sanitizer keeps a record of every frame that is open.
+#if defined(NIMBO_TEST_ADDRESS_SANITIZER)
+constexpr std::int64_t kDepth = 100'000;
+#elif defined(NIMBO_TEST_THREAD_SANITIZER)
 constexpr std::int64_t kDepth = 20'000;
 #else
 constexpr std::int64_t kDepth = 1'000'000;
