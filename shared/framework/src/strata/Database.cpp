@@ -169,6 +169,15 @@ void Database::configure() {
   execute("PRAGMA cache_size=-" + std::to_string(kCacheKibibytes));
 }
 
+void Database::settle(const std::string& path) {
+  Database database(path, false);
+  database.execute("PRAGMA locking_mode=NORMAL");
+  static_cast<void>(database.askInteger("SELECT count(*) FROM sqlite_schema"));
+  // A change of the mode removes a journal that there is nothing to undo of.
+  database.execute("PRAGMA journal_mode=PERSIST");
+  database.execute("PRAGMA journal_mode=DELETE");
+}
+
 void Database::execute(const char* sql) {
   const int code = sqlite3_exec(fHandle, sql, nullptr, nullptr, nullptr);
   if (code != SQLITE_OK) fail(code, "cannot access the store");

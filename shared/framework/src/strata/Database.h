@@ -82,6 +82,10 @@ class Database {
   /// Closes the file. Statements must be gone.
   ~Database();
 
+  /// Puts a file right whose last writer was killed: undoes what its journal says, and removes the journal, spent or
+  /// not. A connection that keeps its locks, as all others here do, would keep the journal too.
+  static void settle(const std::string& path);
+
   /// Runs statements that give no rows.
   void execute(const char* sql);
   void execute(const std::string& sql) { execute(sql.c_str()); }

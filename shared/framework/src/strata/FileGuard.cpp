@@ -97,6 +97,11 @@ bool FileGuard::hasJournal() const {
   return ::stat((fPath + "-journal").c_str(), &there) == 0 && there.st_size > 0;
 }
 
+bool FileGuard::hasJournalFile() const {
+  struct stat there {};
+  return ::stat((fPath + "-journal").c_str(), &there) == 0;
+}
+
 FileHeader FileGuard::header() const {
   std::array<unsigned char, FileHeader::kBytes> bytes{};
   std::size_t got = 0;

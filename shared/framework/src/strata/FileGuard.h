@@ -38,6 +38,8 @@ class FileGuard {
   [[nodiscard]] FileHeader header() const;
   /// A journal lies beside it: its last writer did not come to an end.
   [[nodiscard]] bool hasJournal() const;
+  /// The same, also when nothing is in it.
+  [[nodiscard]] bool hasJournalFile() const;
   /// A file that this guard made is there to stay.
   void keep() noexcept { fMade = false; }
 

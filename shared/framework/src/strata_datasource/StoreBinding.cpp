@@ -31,6 +31,7 @@ DataSource::Binding::Binding(Core& core, const std::string& path, ToDataSourceSy
     throw StoreError(Kind::ReadOnly, path, "the file is empty and may not be written, so no store can be made of it");
   }
   if (!fIsNew) checkHeader();
+  if (!fReadOnly && fGuard.hasJournalFile()) strata::Database::settle(path);
   fState = std::make_unique<StoreState>(core, path, fReadOnly);
   lock();
   if (!fIsNew) open(options);
@@ -78,7 +79,7 @@ void DataSource::Binding::checkSize() const {
                        std::to_string(expected) + "; restore a backup");
 }
 
-/// Takes SQLite's own lock and keeps it, against other programs; undoes what a journal says.
+/// Takes SQLite's own lock and keeps it, against other programs.
 void DataSource::Binding::lock() {
   strata::Database& database = fState->database;
   if (fReadOnly) {
@@ -88,7 +89,7 @@ void DataSource::Binding::lock() {
     return;
   }
   database.execute("BEGIN EXCLUSIVE");
-  database.execute("COMMIT");
+  database.execute("ROLLBACK");  // a commit would make an empty file a database, and not yet ours
 }
 
 void DataSource::Binding::open(const Options& options) {
