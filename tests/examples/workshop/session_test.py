@@ -1,6 +1,6 @@
-"""The session with the workshop program in the README is what the program does.
+"""The session with the workshop program in a document is what the program does.
 
-usage: readme_session_test.py README PROGRAM
+usage: session_test.py DOCUMENT PROGRAM
 """
 
 import pathlib
@@ -12,14 +12,14 @@ import tempfile
 import unittest
 
 PROGRAM = str(pathlib.Path(sys.argv.pop()).resolve())
-README = pathlib.Path(sys.argv.pop())
+DOCUMENT = pathlib.Path(sys.argv.pop())
 
 
 def session(text):
     """The commands of the session, each with the output that it shows."""
     block = re.search(r"```\n(\$ workshop .*?)```", text, re.DOTALL)
     if block is None:
-        raise AssertionError("the README shows no session with the workshop program")
+        raise AssertionError("the document shows no session with the workshop program")
     steps = []
     for line in block.group(1).splitlines(keepends=True):
         if line.startswith("$ "):
@@ -32,7 +32,7 @@ def session(text):
 class Session(unittest.TestCase):
     def test_runs_as_shown(self):
         with tempfile.TemporaryDirectory(prefix="nimbo-sessiön-") as folder:
-            for command, shown in session(README.read_text(encoding="utf-8")):
+            for command, shown in session(DOCUMENT.read_text(encoding="utf-8")):
                 words = shlex.split(command)
                 self.assertEqual(words[0], "workshop")
                 run = subprocess.run([PROGRAM, *words[1:]], cwd=folder, stdout=subprocess.PIPE,
