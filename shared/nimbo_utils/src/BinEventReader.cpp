@@ -1,7 +1,6 @@
 #include "quillon/nimbo/BinEventReader.h"
 
 #include <algorithm>
-#include <concepts>
 #include <istream>
 #include <type_traits>
 #include <utility>

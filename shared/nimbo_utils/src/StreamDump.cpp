@@ -1,8 +1,5 @@
 #include "StreamDump.h"
 
-#include <algorithm>
-#include <array>
-#include <concepts>
 #include <cstdint>
 #include <type_traits>
 #include <utility>

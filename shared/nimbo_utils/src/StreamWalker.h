@@ -1,12 +1,12 @@
 #pragma once
 
 #include <algorithm>
-#include <concepts>
 #include <cstdint>
 #include <deque>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/uuid/uuid.hpp>
