@@ -115,7 +115,7 @@ TEST_F(StoreCrashTest, LosesNothingThatWasAcknowledgedWhenKilled) {
 
 TEST_F(StoreCrashTest, LosesNothingThatWasAcknowledgedWhenSystemCallsFail) {
   if (std::system("strace -o /dev/null true > /dev/null 2>&1") != 0) GTEST_SKIP() << "strace cannot be used here";
-  const int most = repeats("STORE_FAULTS", 6);
+  const int most = repeats("STORE_FAULTS", 9);
   std::size_t hits = 0;
   for (const std::string call : {"pwrite64", "fdatasync", "fsync", "ftruncate", "unlink", "openat"}) {
     for (const std::string fault : {"error=EIO", "error=ENOSPC", "signal=KILL"}) {

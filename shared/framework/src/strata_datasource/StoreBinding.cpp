@@ -276,12 +276,17 @@ void DataSource::Binding::note(const Changes& changes) {
 }
 
 void DataSource::Binding::write(const Changes& changes) {
+  if (fWriter->isUncertain()) {
+    throw StoreError(Kind::Io, fPath,
+                     "the system failed while an earlier commit was made durable, so the file holds that commit or the "
+                     "one before; nothing more is written here: bind the store again and see");
+  }
   note(changes);
   if (!fReadOnly && fTiming == SyncTiming::OnCommit) flush();
 }
 
 void DataSource::Binding::flush() {
-  if (!fReadOnly && fWriter->hasChanges()) writeNow(StoreWriter::Store::Existing);
+  if (!fReadOnly && !fWriter->isUncertain() && fWriter->hasChanges()) writeNow(StoreWriter::Store::Existing);
 }
 
 void DataSource::Binding::writeNow(StoreWriter::Store store) {

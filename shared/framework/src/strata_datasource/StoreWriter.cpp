@@ -170,7 +170,7 @@ void StoreWriter::write(Store store) {
     placeTops(work);
     writeRows(work);
     if (createStore) fState.schema.createDeferredIndexes();
-    transaction.commit();
+    commit(transaction);
   } catch (...) {
     if (createStore) {
       forgetStatements();
@@ -182,6 +182,16 @@ void StoreWriter::write(Store store) {
     throw;
   }
   succeeded(work);
+}
+
+void StoreWriter::commit(strata::DatabaseTransaction& transaction) {
+  try {
+    transaction.commit();
+  } catch (const strata::StoreError& error) {
+    // A full disk shows before the journal is given up, and is rolled back. A failed sync may show after it.
+    fIsUncertain = error.kind() == strata::StoreError::Kind::Io;
+    throw;
+  }
 }
 
 void StoreWriter::collect(Work& work) {

@@ -42,6 +42,10 @@ class StoreWriter {
   /// How many elements the last transaction added to the file, less those that it removed.
   [[nodiscard]] std::int64_t lastGrowth() const noexcept { return fLastGrowth; }
 
+  /// The system failed while a commit was made durable: the file holds that commit or the one before, as a whole, and
+  /// nobody here can tell which. So nothing more may be written on top of it.
+  [[nodiscard]] bool isUncertain() const noexcept { return fIsUncertain; }
+
   /// The live elements that the store has no row of, in order of creation.
   [[nodiscard]] std::vector<Record*> unstored() const;
 
@@ -90,6 +94,8 @@ class StoreWriter {
   void noteSlot(const Changes& changes, std::size_t entry, Record& element,
                 std::unordered_map<std::uint64_t, std::uint32_t>& sizes);
 
+  void commit(strata::DatabaseTransaction& transaction);
+
   // Working out.
   void collect(Work& work);
   void number(Work& work);
@@ -128,6 +134,7 @@ class StoreWriter {
   std::uint32_t fStoredEnd = 0;  // what was made at this place of the model's table or later is not in the store yet
   std::int64_t fNextId = 0;      // 0: not asked yet
   std::int64_t fLastGrowth = 0;
+  bool fIsUncertain = false;
 
   strata::Statement fInsertElement;
   strata::Statement fMoveElement;
