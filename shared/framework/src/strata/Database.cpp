@@ -196,9 +196,14 @@ std::int64_t Database::askInteger(const char* sql) {
   return question.step() ? question.integer(0) : 0;
 }
 
+bool Database::wasWriteRefused() const noexcept {
+  return fLastFailure == SQLITE_IOERR_WRITE || (fLastFailure & 0xFF) == SQLITE_FULL;
+}
+
 bool Database::isInTransaction() const noexcept { return sqlite3_get_autocommit(fHandle) == 0; }
 
 void Database::fail(int code, const char* what) const {
+  fLastFailure = code;
   if ((code & 0xFF) == SQLITE_NOMEM) throw std::bad_alloc();
   const Meaning meaning = meaningOf(code);
   const std::string detail = fHandle == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(fHandle);

@@ -98,6 +98,10 @@ class Database {
   [[nodiscard]] bool isReadOnly() const noexcept { return fReadOnly; }
   [[nodiscard]] bool isInTransaction() const noexcept;
 
+  /// True when the last failure was a write that the system refused: nothing of the transaction can have become
+  /// durable.
+  [[nodiscard]] bool wasWriteRefused() const noexcept;
+
   /// Throws what a result code of SQLite means.
   [[noreturn]] void fail(int code, const char* what) const;
 
@@ -108,6 +112,7 @@ class Database {
   std::string fPath;
   bool fReadOnly;
   sqlite3* fHandle = nullptr;
+  mutable int fLastFailure = 0;
 };
 
 /// A transaction of a database; rolled back unless committed.

@@ -188,8 +188,8 @@ void StoreWriter::commit(strata::DatabaseTransaction& transaction) {
   try {
     transaction.commit();
   } catch (const strata::StoreError& error) {
-    // A full disk shows before the journal is given up, and is rolled back. A failed sync may show after it.
-    fIsUncertain = error.kind() == strata::StoreError::Kind::Io;
+    // A write that is refused comes before the journal is given up, and is rolled back. A failed sync may come after.
+    fIsUncertain = error.kind() == strata::StoreError::Kind::Io && !fState.database.wasWriteRefused();
     throw;
   }
 }
