@@ -337,6 +337,19 @@ TEST(BinEventReader, NamesOffsetAndExpectationOfEachFault) {
             "offset 9: expected the length of the empty block behind the stream, found the end of the stream");
 }
 
+TEST(BinEventReader, RefusesMentionsInAGapButEndsPropertiesThere) {
+  const auto inGap = [](const HandmadeStream& rest) {
+    HandmadeStream stream = HandmadeStream().root().newElement(3, 3, u"T", 1).full().newProperty(3, u"p");
+    return failure(stream.tag('e').id(3).text(u"l").raw(rest.payload().substr(8)).container());
+  };
+  const std::string undefined = "found the id -2, which was never defined";
+  EXPECT_THAT(inGap(HandmadeStream().id(-3).tag('e').id(-2)), testing::EndsWith(undefined));
+  EXPECT_THAT(inGap(HandmadeStream().id(-3).tag('r').id(-2)), testing::EndsWith(undefined));
+  EXPECT_THAT(inGap(HandmadeStream().id(-3).tag('m').id(-2)), testing::EndsWith(undefined));
+  EXPECT_THAT(inGap(HandmadeStream().id(-2).tag('?')),
+              testing::HasSubstr("expected the tag \"m\" of a root, or \"n\" at the end"));
+}
+
 TEST(BinEventReader, StopsAtACustomValueThatNobodyCanRead) {
   EXPECT_EQ(failure(open().tag('N').newType(2, u"x.Unknown").raw("12345678").container()),
             "offset 105: expected a custom value, found one of the type \"x.Unknown\", for which this process has no "

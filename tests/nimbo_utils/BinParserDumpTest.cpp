@@ -152,6 +152,29 @@ TEST(BinParserDump, StartsAnewWithEachPayload) {
             testsupport::failedCheck("definition != nullptr"));
 }
 
+TEST(BinParserDump, CanBeTakenAgainAfterOneThatFailed) {
+  const std::string good = openRoot().newProperty(1, u"p").tag('e').id(1).text(u"x").noMore().end().container();
+  BinParser parser;
+  const auto dumpedAgain = [&parser](const std::string& container) {
+    std::istringstream stream(container);
+    return parser.parseToJSON(stream);
+  };
+  const HandmadeStream failures[] = {
+      HandmadeStream(), openRoot().newProperty(2, u"q").tag('?'),
+      openRoot().newProperty(1, u"q").tag('e').id(1).text(u"y").newProperty(2, u"r").tag('m').id(-9),
+      openRoot().newProperty(1, u"q").tag('s').append(std::string("\xff")).noMore().end()};
+  for (const HandmadeStream& failure : failures) {
+    EXPECT_ANY_THROW(static_cast<void>(dumpedAgain(failure.container())));
+    EXPECT_EQ(dumpedAgain(good), document(element(R"({"p":"x"})")));
+  }
+  const kern::Model model = testsupport::emptyModel();
+  parser.setModel(model);
+  EXPECT_ANY_THROW(static_cast<void>(dumpedAgain(failures[1].container())));
+  const kern::Model other = testsupport::emptyModel();
+  parser.parse(testsupport::saved({testsupport::newSample(other, u"Box", 1)}));
+  EXPECT_EQ(model->getElementCount(), 1U);
+}
+
 // --- Packages.
 
 TEST(BinParserDump, NamesThePackagesOfRegisteredFamiliesOnlyAndKeepsAllElements) {
@@ -229,6 +252,62 @@ TEST(BinParserDump, EndsAListOfPropertiesAtAGapInTheIds) {
   HandmadeStream stream = openRoot();
   stream.newProperty(3, u"p").tag('n').id(-2).end();
   EXPECT_EQ(dumped(stream), document(element(R"({"p":null})")));
+}
+
+/// Dumps, and expects the plain dump to be the same.
+std::string dumpedAsPlainly(const HandmadeStream& stream) {
+  std::string text = dumped(stream);
+  EXPECT_EQ(text, testsupport::dumpLiterally(stream.container()));
+  return text;
+}
+
+TEST(BinParserDump, TakesTypesAndLiteralsInAGapForEmptyNames) {
+  HandmadeStream types = HandmadeStream().root().newElement(1, 3, u"x.T", 1).full();
+  types.newProperty(1, u"data").tag('r').id(-1).newProperty(2, u"p").tag('n').noMore();
+  types.noMore().root().newElement(2, -2, 2).reference().end();
+  EXPECT_EQ(dumpedAsPlainly(types), document(element(R"({"data":{"content":{"p":null},"type":""}})") +
+                                             R"(,{"type":"","uuid":")" + uuid("02") + "\"}"));
+  HandmadeStream literals = openRoot().newProperty(1, u"p").tag('[').tag('e').count(4);
+  literals.id(3).text(u"x").id(-1).id(-2).id(-3).noMore().end();
+  EXPECT_EQ(dumpedAsPlainly(literals), document(element(R"({"p":["x","","","x"]})")));
+}
+
+TEST(BinParserDump, TakesTheTypeOfACustomValueInAGapForOneWithoutSerializer) {
+  testsupport::sampleMetaModel();
+  EXPECT_EQ(
+      failureOfDump(HandmadeStream().root().newElement(1, 2, u"x.T", 1).full().newProperty(1, u"p").tag('N').id(-1)),
+      testsupport::failedCheck("pCustomBinSerializer != nullptr"));
+}
+
+TEST(BinParserDump, TakesElementsInAGapForNullOrTheirBareContent) {
+  // clang-format off
+  HandmadeStream stream = HandmadeStream().root().newElement(4, 1, u"x.T", 1).full()
+      .newProperty(1, u"empty").tag('m').id(-1).full().noMore()
+      .newProperty(2, u"full").tag('m').id(-2).full().newProperty(3, u"inner").tag('m').id(-3).raw("?").noMore()
+      .newProperty(4, u"many").tag('[').tag('m').count(3).id(-1).reference().id(-2).full().id(-3).tag('n').noMore()
+        .id(-4).reference()
+      .newProperty(5, u"none").tag('m').id(-1).reference().noMore()
+    .root().id(-3).reference()
+    .root().id(-3).full().noMore()
+    .root().newElement(3, -1, 3).reference()
+    .root().id(-3).reference().end();
+  // clang-format on
+  const std::string defined = R"({"type":"x.T","uuid":")" + uuid("03") + "\"}";
+  const std::string many = R"([null,{"content":{"inner":null}},{"type":"x.T","uuid":")" + uuid("01") + "\"}]";
+  EXPECT_EQ(dumpedAsPlainly(stream),
+            document(element(R"({"empty":{"content":null},"full":{"content":{"inner":null}},"many":)" + many +
+                             R"(,"none":null})") +
+                     R"(,null,{"content":null},)" + defined + "," + defined));
+}
+
+TEST(BinParserDump, TakesEveryIdBelowAHighOneForAGap) {
+  constexpr std::int64_t kHighest = std::numeric_limits<std::int64_t>::max();
+  HandmadeStream stream;
+  stream.root().newElement(kHighest, kHighest, u"x.T", 1).full().newProperty(kHighest, u"p");
+  stream.tag('[').tag('m').count(3).id(-1).reference().id(1 - kHighest).full().id(-5).newElement(1, -7, 2).reference();
+  stream.noMore().end();
+  EXPECT_EQ(dumpedAsPlainly(stream),
+            document(element(R"({"p":[null,{"content":null},{"type":"","uuid":")" + uuid("02") + "\"}]}")));
 }
 
 TEST(BinParserDump, TakesTheLaterDefinitionOfAnIdThatIsDefinedAgain) {
@@ -393,7 +472,13 @@ TEST(BinParserDump, RefusesIdsThatWereNeverDefined) {
     EXPECT_EQ(failureOfDump(openRoot().id(id)), expected);
     EXPECT_EQ(failureOfDump(openRoot().noMore().root().id(2).id(id)), expected);
     EXPECT_EQ(failureOfDump(openRoot().newProperty(1, u"p").tag('e').id(id)), expected);
+    EXPECT_EQ(failureOfDump(openRoot().newProperty(1, u"p").tag('r').id(id)), expected);
   }
+  HandmadeStream behindTheGap = openRoot();
+  behindTheGap.newProperty(3, u"p").tag('[').tag('m').count(1).newElement(4, 5, u"x.U", 2).reference();
+  EXPECT_EQ(failureOfDump(HandmadeStream(behindTheGap).id(-4)), expected);
+  EXPECT_EQ(failureOfDump(HandmadeStream(behindTheGap).id(-3).tag('m').id(-5)), expected);
+  EXPECT_EQ(failureOfDump(HandmadeStream(behindTheGap).id(-3).tag('r').id(-6)), expected);
 }
 
 TEST(BinParserDump, TakesHighIdsForWhatLowOnesCost) {

@@ -348,6 +348,20 @@ TEST(TextFormats, TakesBackAllThatCameBeforeAFaultOfAnOlderStream) {
   EXPECT_EQ(testsupport::failureOfLoading(bytes), testsupport::failedCheck("t == SerializationTag::MODEL_ELEMENT"));
 }
 
+TEST(TextFormats, RefusesAnOlderStreamWhoseElementsNobodyDefined) {
+  registerGrowing();
+  const auto refuses = [](const HandmadeStream& behindTheFirst) {
+    HandmadeStream stream({uri(u"1.0")});
+    stream.root().newElement(3, 3, u"growing.Plant", 1).full().noMore();
+    const Model model = emptyModel();
+    EXPECT_ANY_THROW(testsupport::loadInto(model, stream.raw(behindTheFirst.payload().substr(8)).end().container()));
+    EXPECT_EQ(model->getElementCount(), 0U);
+  };
+  refuses(HandmadeStream().root().newElement(4, -2, 2).full().noMore());
+  refuses(HandmadeStream().root().id(-1).full().noMore());
+  refuses(HandmadeStream().root().id(-1).full().newProperty(1, u"title").tag('S').text(u"Ivy").noMore());
+}
+
 TEST(TextFormats, EvolvesIntoAModelThatHoldsSomethingAlready) {
   const Model model = emptyModel();
   testsupport::newSample(model, u"Box", 9);

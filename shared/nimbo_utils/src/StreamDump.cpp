@@ -42,6 +42,7 @@ class DumpSink {
   void noElement(const ByteRange&) { place() = nullptr; }
 
   void beginElement(const ElementEvent& event) {
+    if (event.typeName.data() == nullptr) return beginElementInGap(event.hasContents);
     json::object_t& object = startObject();
     json* const content = event.hasContents ? &append(object, "content", nullptr) : nullptr;
     append(object, "type", ArenaString(event.typeName));
@@ -116,6 +117,17 @@ class DumpSink {
     Open& open = fOpen.back();
     if (open.array != nullptr) return open.array->emplace_back(nullptr);
     return *open.slot;
+  }
+
+  /// Nobody knows what it is: it is null, or all that there is are its contents.
+  void beginElementInGap(bool hasContents) {
+    json* content = nullptr;
+    if (hasContents) {
+      content = &append(startObject(), "content", nullptr);
+    } else {
+      place() = nullptr;
+    }
+    fOpen.push_back({.content = content});
   }
 
   json::object_t& startObject() {

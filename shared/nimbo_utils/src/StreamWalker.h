@@ -31,7 +31,7 @@ struct StreamFault {
     TooLong,        ///< a text that came short announces more than any padding honours; lenient walks only
     NoElement,      ///< a root's tag is neither "m" nor "n"
     ZeroId,         ///< a type or literal of id 0
-    UnknownId,      ///< a later mention of something that was never defined
+    UnknownId,      ///< a later mention of something that was never defined; lenient walks: beyond all that was
     UnexpectedTag,  ///< no value has this tag
     NoSerializer,   ///< a custom value that nobody can read
     TooManyAbsent,  ///< entries of collections that take no byte each
@@ -83,6 +83,8 @@ class NameTable {
 ///   static constexpr bool kIsStrict
 /// A strict walk fails at the first byte that is missing. A lenient one takes what is missing for zeros, blanks and no
 /// tag, as StreamIArchive has it, and ends at the next check of a tag, at that of the next root at the latest.
+/// A later mention whose id lies in a gap, below one that was defined, is an error of a strict walk, unless it is a
+/// property's. A lenient one takes the empty name for it; for an element, beginElement gets a typeName without data().
 ///
 /// Elements and data values nest to any depth: element, value and collection call each other, and the two ways down
 /// pass callDeep.
@@ -115,6 +117,7 @@ class StreamWalker {
   void element();
   ElementEvent newElement(std::int64_t id, std::uint64_t start);
   ElementEvent knownElement(std::int64_t id, std::uint64_t start);
+  ElementEvent elementInGap(std::int64_t id, std::uint64_t start);
   ByteRange contents();
   void reportDangling();
 
@@ -251,6 +254,7 @@ template <class Sink>
   const auto index = IdTable<Element>::indexOfKnown(id);
   Element* const entry = fElements.find(index);
   if (entry == nullptr) {
+    if (!Sink::kIsStrict && index < fElements.size()) return elementInGap(static_cast<std::int64_t>(index + 1), start);
     fSink.fail(StreamFault{.kind = StreamFault::Kind::UnknownId, .offset = start, .expected = kExpected, .id = id});
   }
   const std::uint64_t ownStart = position();
@@ -266,6 +270,14 @@ template <class Sink>
           static_cast<char>(flag),
           *entry->typeName,
           entry->uuid};
+}
+
+/// A mention has a flag, and contents where that says so, whether or not there is an element.
+template <class Sink>
+[[gnu::noinline, gnu::cold]] ElementEvent StreamWalker<Sink>::elementInGap(std::int64_t id, std::uint64_t start) {
+  const std::uint64_t ownStart = position();
+  const int flag = readByte("the flag of an element");
+  return {since(ownStart), start, id, false, flag == 'T', false, static_cast<char>(flag), {}, {}};
 }
 
 /// Reads properties up to what ends them, and returns where that stands.
@@ -463,6 +475,8 @@ const std::string& StreamWalker<Sink>::laterName(NameTable& names, std::int64_t 
   const std::string* const name = names.find(id);
   if (name != nullptr) [[likely]]
     return *name;
+  static const std::string kNoName;
+  if (!Sink::kIsStrict && names.reaches(id)) return kNoName;
   fSink.fail(StreamFault{.kind = StreamFault::Kind::UnknownId, .offset = start, .expected = expected, .id = id});
 }
 

@@ -39,11 +39,11 @@ class Table {
     fEntries.insert_or_assign(id, entry);
     fHighest = std::max(fHighest, id);
   }
-  [[nodiscard]] bool reaches(std::int64_t id) const { return ~id < fHighest; }
+  /// An empty entry where ids were skipped, as in a vector that has grown over them.
   [[nodiscard]] Entry at(std::int64_t id) const {
-    const auto found = reaches(id) ? fEntries.find(~id + 1) : fEntries.end();
-    check(found != fEntries.end(), "definition != nullptr");
-    return found->second;
+    check(~id < fHighest, "definition != nullptr");
+    const auto found = fEntries.find(~id + 1);
+    return found == fEntries.end() ? Entry() : found->second;
   }
 
  private:
@@ -100,14 +100,7 @@ class LiteralDump {
   std::string propertyName() {
     const auto id = read<std::int64_t>();
     if (id == 0) return {};
-    if (id < 0) {
-      try {
-        return fProperties.at(id);
-      } catch (const std::runtime_error&) {
-        if (fProperties.reaches(id)) return {};
-        throw;
-      }
-    }
+    if (id < 0) return fProperties.at(id);
     const std::string name = text();
     fProperties.store(id, name);
     return name;

@@ -233,8 +233,9 @@ class NIMBO_EXPORT BinStreamError : public std::runtime_error {
 /// serializer for it, its parseToJSON is asked, and where it has not, reading stops there with an error.
 ///
 /// It is stricter than BinParser about where a stream ends, since its users want to know: what is cut short is an error
-/// at the first missing byte. It takes all that BinParser takes otherwise: ids with gaps or defined again, bytes other
-/// than 'T' and 'F' for flags and truth values, names that nobody knows.
+/// at the first missing byte. It takes all that BinParser::parse takes otherwise: ids with gaps or defined again, bytes
+/// other than 'T' and 'F' for flags and truth values, names that nobody knows. As there, a later mention of an id in a
+/// gap ends the properties where one of them is due, and is an error elsewhere; only BinParser::parseToJSON goes on.
 ///
 /// Streams may be of any size and nest to any depth. Memory holds the names, a record of some 40 bytes per element that
 /// the stream defines, and of the content what one event shows; plus the payload, if it is compressed, since it is

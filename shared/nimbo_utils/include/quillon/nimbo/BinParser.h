@@ -71,9 +71,14 @@ class NIMBO_EXPORT BinParser {
   /// stay unread. A custom value needs its type, and a serializer for it, in this process: see
   /// CustomBinSerializerBase::parseToJSON.
   ///
-  /// @throws BinSerializationException for a tag that is out of place, an id that was never defined, a custom value
-  /// without a serializer; nlohmann::json::type_error (a std::exception) for text that is no valid UTF-8, which is what
-  /// half a surrogate pair becomes, too; what decompression and StreamIArchive throw.
+  /// An id that the stream skipped stands for an empty name of a type or literal and for no element: null, or the
+  /// "content" alone where the stream has some.
+  ///
+  /// @throws BinSerializationException for a tag that is out of place, an id above all that were defined, a custom
+  /// value without a serializer; nlohmann::json::type_error (a std::exception) for text that is no valid UTF-8, which
+  /// is what half a surrogate pair becomes, too; std::length_error for collections of absent entries (tag "n") that
+  /// hold more than 2^20 of them in one stream: they take no bytes, and no writer writes them; what decompression and
+  /// StreamIArchive throw.
   [[nodiscard]] std::string parseToJSON(std::istream& stream);
   [[nodiscard]] std::string parseToJSON(StreamIArchive& archive);
 
