@@ -58,17 +58,19 @@ void loadFile(const std::string& path) {
 
 void loadMetaModels(const std::vector<std::string>& paths) {
   for (const std::string& path : paths) {
-    for (const std::string& file : filesOf(path)) {
-      try {
+    std::string current = path;  // what is being looked at, for errors that do not say it
+    try {
+      for (const std::string& file : filesOf(path)) {
+        current = file;
         loadFile(file);
-      } catch (const ToolError&) {
-        throw;
-      } catch (const std::bad_alloc&) {
-        throw;
-      } catch (const std::exception& error) {
-        const std::string text = error.what();
-        throw ToolError(text.starts_with(file) ? text : file + ": " + text);
       }
+    } catch (const ToolError&) {
+      throw;
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception& error) {
+      const std::string text = error.what();
+      throw ToolError(text.starts_with(current) ? text : current + ": " + text);
     }
   }
 }
