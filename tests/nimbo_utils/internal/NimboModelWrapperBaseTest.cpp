@@ -738,6 +738,37 @@ TEST_F(Walk, PassesOverNullEntries) {
   EXPECT_THAT(fWrapper.calls, ElementsAre("resolve root", "resolve z1"));
 }
 
+TEST_F(Walk, DoesNotLookIntoAnElementThatItsHookDestroyed) {
+  fWrapper.onResolve = [&](const ModelElement& element) {
+    if (element == fZ1) element->destroy();
+  };
+  fWrapper.walk();
+  EXPECT_TRUE(fZ1->isDestroyed());
+  EXPECT_THAT(fWrapper.calls,
+              ElementsAre("resolve root", "resolve bravo", "resolve m1", "resolve alpha", "resolve z1", "resolve z2"))
+      << "what stood in it went with it";
+  EXPECT_FALSE(fWrapper.isInTransaction());
+}
+
+TEST_F(Walk, PassesOverWhatAHookDestroyedWhileItWaited) {
+  const ModelElement first = fRoot->get<ModelElement>(u"bravo");
+  fWrapper.onResolve = [&](const ModelElement& element) {
+    if (element == first) fZ1->destroy();
+  };
+  fWrapper.walk();
+  EXPECT_THAT(fWrapper.calls,
+              ElementsAre("resolve root", "resolve bravo", "resolve m1", "resolve alpha", "resolve z2"));
+}
+
+TEST_F(Walk, EndsWhenItsHookDestroysTheRoot) {
+  fWrapper.onResolve = [](const ModelElement& element) { element->destroy(); };
+  fWrapper.walk();
+  EXPECT_THAT(fWrapper.calls, ElementsAre("resolve root"));
+  EXPECT_EQ(fWrapper.getModel()->getElementCount(), 0U);
+  fWrapper.walk();
+  EXPECT_THAT(fWrapper.calls, ElementsAre("resolve root")) << "it is not asked about again";
+}
+
 TEST_F(Walk, FollowsChainsOfAnyLength) {
   constexpr int kLength = 100'000;
   ModelElement end = make(u"first");

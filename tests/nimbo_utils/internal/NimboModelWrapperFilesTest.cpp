@@ -183,6 +183,47 @@ TEST_F(Open, ComparesTheFirstByteAsASignedCharacter) {
   EXPECT_TRUE(empty.strataFilePath().empty());
 }
 
+TEST_F(Open, MakesAStoreWhereTheFileEndsBeforeALongerHeaderOfThatKind) {
+  TestWrapper wrapper(
+      withMagic("\xFF"
+                "ab"));
+  wrapper.open(fFolder.file(u"not there"));
+  EXPECT_EQ(wrapper.strataFilePath(), fFolder.file(u"not there"));
+  EXPECT_TRUE(wrapper.getRoot());
+  EXPECT_NE(wrapper.getModel()->getDataSource(), nullptr);
+  wrapper.close();
+  EXPECT_THAT(fFolder.names(), ElementsAre("not there"));
+}
+
+TEST_F(Open, DoesNotTakeTheByteThatLooksLikeTheEndOfAFileForIt) {
+  TestWrapper wrapper(withMagic("\xFF"));
+  const std::string bytes = "\xFF" + containerOf({u"Root"});
+  const std::u16string file = path(bytes);
+  EXPECT_THROW(wrapper.open(file), strata::StoreError);
+  EXPECT_EQ(contentOf(fFolder / "файл.dat"), bytes) << "nothing was written to it";
+  EXPECT_THAT(wrapper.calls, ElementsAre("reset")) << "and nothing was parsed";
+}
+
+TEST_F(Open, TakesNoFileForABinaryOneWhenTheHeaderIsEmpty) {
+  TestWrapper wrapper(withMagic(""));
+  const std::string bytes = containerOf({u"Root"});
+  const std::u16string file = path(bytes);
+  EXPECT_THROW(wrapper.open(file), strata::StoreError) << "it is taken for a store";
+  EXPECT_EQ(contentOf(fFolder / "файл.dat"), bytes) << "nothing was written to it";
+  EXPECT_TRUE(wrapper.strataFilePath().empty());
+  wrapper.parseBinFile(file);
+  EXPECT_EQ(nameOf(wrapper.getRoot()), "Root") << "parseBinFile has nothing to compare";
+}
+
+TEST_F(Open, MakesAStoreOfAMissingFileWhenTheHeaderIsEmpty) {
+  TestWrapper wrapper(withMagic(""));
+  wrapper.open(fFolder.file(u"not there"));
+  EXPECT_EQ(wrapper.strataFilePath(), fFolder.file(u"not there"));
+  EXPECT_TRUE(wrapper.getRoot());
+  wrapper.close();
+  EXPECT_THAT(fFolder.names(), ElementsAre("not there"));
+}
+
 TEST_F(Open, NeverTakesAHeaderThatBeginsAboveAsciiForOne) {
   TestWrapper wrapper(withMagic("файл"));
   // The header's first byte is above 0x7F, so that no file matches; this one goes to the store, which refuses it.

@@ -1,6 +1,12 @@
 // A wrapper on a store: binding, the root in it, closing.
 
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -8,10 +14,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sqlite3.h>
+
 #include <bedrock/filesystem.h>
+#include <fcntl.h>
 #include <strata/SQLiteUri.h>
 #include <strata/StoreError.h>
 #include <strata_datasource/DataSource.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <tarn/kern/ModelCompare.h>
 #include <tarn/kern/Testing.h>
 
@@ -19,6 +30,20 @@
 #include "quillon/nimbo/SafeSave.h"
 #include "quillon/nimbo/internal/NimboModelWrapperBase.h"
 #include "support/TemporaryFolder.h"
+
+namespace {
+/// The path that cannot be asked about, once.
+std::string unanswered;  // NOLINT(cert-err58-cpp)
+}  // namespace
+
+/// Stands in front of the C library's, so that a question about a file can fail although the file can be opened, as it
+/// happens on network drives.
+extern "C" __attribute__((visibility("default"))) int stat(const char* path, struct stat* result) noexcept {
+  if (unanswered.empty() || unanswered != path) return ::fstatat(AT_FDCWD, path, result, 0);
+  unanswered.clear();
+  errno = EIO;
+  return -1;
+}
 
 namespace {
 
@@ -31,6 +56,7 @@ using quillon::nimbo::internal::NimboModelWrapperBase;
 using strata::StoreError;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::Not;
 using testsupport::added;
 using testsupport::contentOf;
@@ -61,6 +87,57 @@ class Store : public testing::Test {
     added(root, u"zulu", make(u"z2"));
     root->set(u"alpha", make(u"alpha"));
     wrapper.commitTransaction();
+  }
+
+  /// A store in which nothing can be the root of a TestWrapper; its size.
+  std::uintmax_t fillWithoutRoot() {
+    {
+      TestWrapper wrapper({wrappingClass(u"Node")});
+      wrapper.open(fPath);
+    }
+    return fs::file_size(fFile);
+  }
+
+  /// The model, bound to the store as an application binds it.
+  Model bound(strata_datasource::DataSource::ToDataSourceSync direction) {
+    const Model model = Model::create(ModelSpec());
+    strata::SQLiteUri place = strata::Uri::createSQLite();
+    place.setLocation(fFile.string());
+    using strata_datasource::DataSource;
+    DataSource::create(place, model, DataSource::ToModelSync::OnTouch, direction, DataSource::SyncTiming::OnCommit);
+    return model;
+  }
+
+  void forbidWriting() { ASSERT_EQ(::chmod(fFile.c_str(), 0444), 0); }
+
+  /// Where the first page of a table lies in the file, by SQLite's word.
+  struct Place {
+    std::int64_t offset;
+    std::int64_t size;
+  };
+  Place placeOf(const std::string& table) {
+    sqlite3* database = nullptr;
+    sqlite3_stmt* statement = nullptr;
+    Place place{0, 0};
+    sqlite3_open(fFile.c_str(), &database);
+    sqlite3_prepare_v2(database,
+                       "SELECT (rootpage - 1) * page_size, page_size FROM sqlite_schema, pragma_page_size "
+                       "WHERE name = ?1",
+                       -1, &statement, nullptr);
+    sqlite3_bind_text(statement, 1, table.c_str(), -1, SQLITE_TRANSIENT);
+    if (sqlite3_step(statement) == SQLITE_ROW) {
+      place = {sqlite3_column_int64(statement, 0), sqlite3_column_int64(statement, 1)};
+    }
+    sqlite3_finalize(statement);
+    sqlite3_close(database);
+    if (place.size == 0) throw std::runtime_error("the store has no table " + table);
+    return place;
+  }
+  void damage(const Place& place) {
+    std::fstream file(fFile, std::ios_base::in | std::ios_base::out | std::ios_base::binary);
+    file.seekp(place.offset);
+    file << std::string(static_cast<std::size_t>(place.size), '\xFF');
+    if (!file.flush()) throw std::runtime_error("cannot damage the store");
   }
 
   /// The titles of the roots in the store.
@@ -219,6 +296,108 @@ TEST_F(Store, IsOpenedInsideACallersTransaction) {
   EXPECT_THAT(titles(), ElementsAre(u"written on release"));
 }
 
+TEST_F(Store, GetsASecondRootWhenItCannotBeAskedAbout) {
+  fill();
+  {
+    TestWrapper wrapper;
+    unanswered = fFile.string();
+    wrapper.open(fPath);
+    EXPECT_TRUE(unanswered.empty()) << "it was asked about";
+    EXPECT_EQ(wrapper.strataFilePath(), fPath);
+    EXPECT_EQ(nameOf(wrapper.getRoot()), "") << "a new one: what cannot be asked about counts as missing";
+    wrapper.getRoot()->set(u"title", u"second");
+    wrapper.close();
+  }
+  EXPECT_THAT(titles(), ElementsAre(u"", u"second"));
+}
+
+TEST_F(Store, StaysBoundWhenItsRootCannotBeRead) {
+  fill();
+  damage(placeOf("element"));
+  const std::string bytes = contentOf(fFile);
+  TestWrapper wrapper;
+  EXPECT_THROW(wrapper.open(fPath), StoreError);
+  EXPECT_EQ(wrapper.strataFilePath(), fPath);
+  EXPECT_TRUE(wrapper.modelExists());
+  EXPECT_NE(wrapper.getModel()->getDataSource(), nullptr);
+  EXPECT_FALSE(wrapper.getRoot());
+  EXPECT_FALSE(wrapper.isInTransaction());
+  EXPECT_EQ(contentOf(fFile), bytes);
+}
+
+// --- Stores that may only be read.
+
+TEST_F(Store, IsReadWhereItMayNotBeWritten) {
+  fill();
+  forbidWriting();
+  const std::string bytes = contentOf(fFile);
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  EXPECT_EQ(nameOf(wrapper.getRoot()), "root");
+  wrapper.close();
+  EXPECT_EQ(wrapper.getModel()->getElementCount(), 7U);
+  EXPECT_EQ(contentOf(fFile), bytes);
+}
+
+TEST_F(Store, IsRefusedWhereItMayNotBeWrittenAndHoldsNoRoot) {
+  fillWithoutRoot();
+  forbidWriting();
+  const std::string bytes = contentOf(fFile);
+  TestWrapper wrapper;
+  try {
+    wrapper.open(fPath);
+    FAIL() << "a root was made";
+  } catch (const StoreError& error) {
+    EXPECT_EQ(error.kind(), StoreError::Kind::ReadOnly);
+    EXPECT_EQ(error.what(), fFile.string() +
+                                ": a root of class wrapping.Root is to be made in this store, which is bound for "
+                                "reading only; make the file writable, or open a store that holds such a root");
+  }
+  EXPECT_EQ(contentOf(fFile), bytes);
+  EXPECT_EQ(wrapper.strataFilePath(), fPath) << "it was bound before the root was looked for";
+  EXPECT_NE(wrapper.getModel()->getDataSource(), nullptr);
+  EXPECT_FALSE(wrapper.getRoot());
+  EXPECT_FALSE(wrapper.isInTransaction());
+  wrapper.close();
+  EXPECT_EQ(wrapper.getModel()->getElementCount(), 1U) << "its content is at hand all the same";
+
+  wrapper.open(fFolder.file(u"another.db"));
+  EXPECT_TRUE(wrapper.getRoot());
+}
+
+TEST_F(Store, IsRefusedBeforeASecondRootWhereItMayNotBeWritten) {
+  fill();
+  forbidWriting();
+  const std::string bytes = contentOf(fFile);
+  TestWrapper wrapper;
+  unanswered = fFile.string();
+  EXPECT_THROW(wrapper.open(fPath), StoreError);
+  EXPECT_TRUE(wrapper.strataFilePath().empty());
+  EXPECT_FALSE(wrapper.getRoot());
+  EXPECT_EQ(contentOf(fFile), bytes);
+  wrapper.open(fPath);
+  EXPECT_EQ(nameOf(wrapper.getRoot()), "root") << "the next attempt gets an answer";
+}
+
+TEST_F(Store, IsRefusedWhenItIsAttachedForReadingAndHoldsNoRoot) {
+  fillWithoutRoot();
+  TestWrapper wrapper;
+  const Model model = bound(strata_datasource::DataSource::ToDataSourceSync::Never);
+  EXPECT_THROW(wrapper.attachModel(model, fPath), StoreError);
+  EXPECT_EQ(wrapper.getModel(), model);
+  EXPECT_FALSE(wrapper.getRoot());
+}
+
+TEST_F(Store, IsRefusedInsideACallersTransactionToo) {
+  fillWithoutRoot();
+  forbidWriting();
+  TestWrapper wrapper;
+  wrapper.beginTransaction();
+  EXPECT_THROW(wrapper.open(fPath), StoreError);
+  EXPECT_TRUE(wrapper.isInTransaction());
+  EXPECT_FALSE(wrapper.getRoot());
+}
+
 // --- The path that is left over.
 
 TEST_F(Store, LeavesItsPathWhenTheWrapperIsReset) {
@@ -249,12 +428,7 @@ TEST_F(Store, LeavesItsPathWhenAnotherFormIsReadNext) {
 
 TEST_F(Store, GivesTheRootOfAModelThatIsAttachedWithIt) {
   fill();
-  const Model model = Model::create(ModelSpec());
-  strata::SQLiteUri place = strata::Uri::createSQLite();
-  place.setLocation(fFile.string());
-  using strata_datasource::DataSource;
-  DataSource::create(place, model, DataSource::ToModelSync::OnTouch, DataSource::ToDataSourceSync::Changes,
-                     DataSource::SyncTiming::OnCommit);
+  const Model model = bound(strata_datasource::DataSource::ToDataSourceSync::Changes);
   TestWrapper wrapper;
   wrapper.attachModel(model, fPath);
   EXPECT_EQ(nameOf(wrapper.getRoot()), "root");
@@ -319,6 +493,30 @@ TEST_F(Store, StaysBoundWhenItIsAskedToFollowWhatIsNoElement) {
   EXPECT_ANY_THROW(wrapper.close());
   EXPECT_EQ(wrapper.strataFilePath(), fPath);
   EXPECT_NE(wrapper.getModel()->getDataSource(), nullptr);
+}
+
+TEST_F(Store, StaysBoundWhenTheRestOfItCannotBeReadOnClosing) {
+  fill();
+  {
+    TestWrapper wrapper;
+    wrapper.open(fPath);
+    wrapper.beginTransaction();
+    for (int i = 0; i < 10'000; ++i) newNamed(wrapper.getModel(), u"Node", u"far from the root");
+    wrapper.commitTransaction();
+  }
+  const std::int64_t pageSize = placeOf("Node").size;  // asked while nobody has the store
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  wrapper.calls.clear();
+  const Place allButTheFirstPage{pageSize, static_cast<std::int64_t>(fs::file_size(fFile)) - pageSize};
+  wrapper.onResolve = [&](const ModelElement&) { damage(allButTheFirstPage); };
+  wrapper.onMustResolve = [](const auto&) { return false; };
+  EXPECT_THROW(wrapper.close(), StoreError);
+  EXPECT_THAT(wrapper.calls, ElementsAre("resolve root")) << "the walk itself came to its end";
+  EXPECT_EQ(wrapper.strataFilePath(), fPath);
+  EXPECT_TRUE(wrapper.getRoot());
+  EXPECT_NE(wrapper.getModel()->getDataSource(), nullptr);
+  EXPECT_FALSE(wrapper.isInTransaction());
 }
 
 TEST_F(Store, KeepsWhatWasCommittedWhenItIsClosedInsideACallersTransaction) {
@@ -416,6 +614,68 @@ TEST_F(Store, ShowsAFailingCommitToTheCallerAndLeavesTheTransactionPending) {
   wrapper.commitTransaction();
   wrapper.detachModel();
   EXPECT_THAT(titles(), ElementsAre(u"second attempt"));
+}
+
+// --- Commits that fail at the end of the wrapper's own scopes.
+
+using StoreDeathTest = Store;
+
+/// Lets no file grow beyond that size, as on a full disk.
+void limitFiles(std::uintmax_t size) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  const rlimit limit{static_cast<rlim_t>(size), static_cast<rlim_t>(size)};
+  if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) std::exit(1);
+}
+
+void openOnAFullDisk(const std::u16string& path, std::uintmax_t limit) {
+  limitFiles(limit);
+  TestWrapper wrapper;
+  try {
+    wrapper.open(path);
+  } catch (const std::exception& failure) {
+    std::cerr << "told: " << failure.what();
+  }
+  std::exit(0);
+}
+
+void changeOnClosing(const std::u16string& path) {
+  TestWrapper wrapper;
+  wrapper.open(path);
+  wrapper.onResolve = [](const ModelElement& element) { element->set(u"name", u"changed"); };
+  try {
+    wrapper.close();
+  } catch (const std::exception& failure) {
+    std::cerr << "told: " << failure.what();
+  }
+  std::exit(0);
+}
+
+TEST_F(StoreDeathTest, EndsTheProcessWhenTheRootOfANewStoreCannotBeCommitted) {
+  testing::FLAGS_gtest_death_test_style = "fast";  // what dies leaves no folder of its own behind
+  (void)bound(strata_datasource::DataSource::ToDataSourceSync::Changes);
+  const std::uintmax_t size = fs::file_size(fFile);
+  fs::remove(fFile);
+  EXPECT_EXIT(openOnAFullDisk(fPath, size), testing::KilledBySignal(SIGABRT), "StoreError");
+}
+
+TEST_F(StoreDeathTest, EndsTheProcessWhenTheMissingRootCannotBeCommitted) {
+  testing::FLAGS_gtest_death_test_style = "fast";
+  const std::uintmax_t size = fillWithoutRoot();
+  EXPECT_EXIT(openOnAFullDisk(fPath, size), testing::KilledBySignal(SIGABRT), "StoreError");
+  EXPECT_EQ(fs::file_size(fFile), size);
+  TestWrapper wrapper({wrappingClass(u"Node")});
+  wrapper.open(fPath);
+  EXPECT_EQ(wrapper.getModel()->getAllElements(kern::FindElementBehavior::Anywhere).size(), 1U)
+      << "what was committed before is there, and nothing else";
+}
+
+TEST_F(StoreDeathTest, EndsTheProcessWhenAHookChangesAStoreThatMayNotBeWritten) {
+  testing::FLAGS_gtest_death_test_style = "fast";
+  fill();
+  forbidWriting();
+  const std::string bytes = contentOf(fFile);
+  EXPECT_EXIT(changeOnClosing(fPath), testing::KilledBySignal(SIGABRT), "the store is bound for reading only");
+  EXPECT_EQ(contentOf(fFile), bytes);
 }
 
 }  // namespace

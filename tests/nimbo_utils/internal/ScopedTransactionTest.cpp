@@ -205,6 +205,28 @@ TEST(ScopedTransaction, FindsNothingToCommitAfterARollbackInside) {
   EXPECT_EQ(titleOf(wrapper), u"");
 }
 
+TEST(ScopedTransaction, EndsItsOwnLevelAndNoOtherAfterARollbackInside) {
+  const TestWrapper wrapper;
+  const Model model = wrapper.getModel();
+  const CommitCounter counter(model);
+  kern::Transaction outer = model->beginTransaction(false);
+  wrapper.getRoot()->set(u"name", u"kept");
+  {
+    const ScopedTransaction scope(wrapper);
+    wrapper.getRoot()->set(u"title", u"dropped");
+    EXPECT_EQ(model->getTransactionDepth(), 2U);
+    wrapper.rollbackTransaction();
+    EXPECT_EQ(model->getTransactionDepth(), 1U);
+  }
+  EXPECT_EQ(model->getTransactionDepth(), 1U) << "one rollback, and nothing at the end of the scope";
+  EXPECT_TRUE(outer.isOpen());
+  EXPECT_EQ(counter.commits, 0);
+  outer.commit(boost::none);
+  EXPECT_EQ(counter.commits, 1);
+  EXPECT_EQ(nameOf(wrapper.getRoot()), "kept");
+  EXPECT_EQ(titleOf(wrapper), u"");
+}
+
 TEST(ScopedTransaction, CommitsASecondTimeWithoutHarmWhenItWasCopied) {
   const TestWrapper wrapper;
   const CommitCounter counter(wrapper.getModel());

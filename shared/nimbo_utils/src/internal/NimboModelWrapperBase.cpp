@@ -7,6 +7,9 @@
 #include <boost/optional.hpp>
 #include <boost/uuid/uuid.hpp>
 
+#include <bedrock/i18n.h>
+#include <strata/StoreError.h>
+#include <strata_datasource/DataSource.h>
 #include <tarn/kern/Collections.h>
 #include <tarn/kern/Errors.h>
 #include <tarn/kern/Value.h>
@@ -53,6 +56,24 @@ void NimboModelWrapperBase::makeRoot() {
         "the wrapper has no class for its root: pass a class of a registered package to its constructor");
   }
   root = rootMetaClass->instantiate(model, boost::uuids::uuid{});
+}
+
+void NimboModelWrapperBase::makeRootInTransaction() {
+  refuseReadOnlyStore();
+  const ScopedTransaction scope(*this);
+  makeRoot();
+}
+
+/// A root that cannot be written would end the process with the commit of a guard. In the caller's transaction it does
+/// not come to that: the caller's commit tells.
+void NimboModelWrapperBase::refuseReadOnlyStore() const {
+  if (isInTransaction() || !rootMetaClass) return;
+  const auto* store = dynamic_cast<const strata_datasource::DataSource*>(model->getDataSource());
+  if (store == nullptr || !store->isReadOnly()) return;
+  throw strata::StoreError(strata::StoreError::Kind::ReadOnly, store->getLocation(),
+                           "a root of class " + bedrock::i18n::ustring_to_utf8(rootMetaClass->getQualifiedName()) +
+                               " is to be made in this store, which is bound for reading only; make the file writable, "
+                               "or open a store that holds such a root");
 }
 
 void NimboModelWrapperBase::createModel() {
@@ -154,9 +175,7 @@ void NimboModelWrapperBase::setRoot() {
   } else {
     findRootAtTopLevel();
   }
-  if (root) return;
-  const ScopedTransaction scope(*this);
-  makeRoot();
+  if (!root) makeRootInTransaction();
 }
 
 void NimboModelWrapperBase::findRootInStore() {
@@ -211,9 +230,10 @@ void NimboModelWrapperBase::resolveProxies() {
     const ModelElement element = queue.front();
     queue.pop_front();
     // Asked here and not when it is queued: what a hook does to an element that waits is seen. Collections may hold
-    // null.
-    if (!element || !handled.insert(element).second) continue;
+    // null, and a hook may destroy what waits.
+    if (!element || element->isDestroyed() || !handled.insert(element).second) continue;
     resolveProxies(element);
+    if (element->isDestroyed()) continue;  // replaced by another one, say: there is nothing to follow
     forEachAttribute(element->getMetaClass(), [&](const Property& property) {
       if (!mustResolveProxies(property)) return;
       enqueueTargets(element->getPropertyValue(property, ReflectionPrivateTag::PUBLIC_ACCESS), property->upper == 1,

@@ -171,10 +171,7 @@ void NimboModelWrapperBase::openStore(const ustring& path) {
   strata::SQLiteUri place = strata::Uri::createSQLite();
   place.setLocation(ustring_to_utf8(path));
   bind<strata_datasource::DataSource>(place, model, evolveIfNeeded);
-  if (!existed) {
-    const ScopedTransaction scope(*this);
-    makeRoot();
-  }
+  if (!existed) makeRootInTransaction();
   strataFilePath_ = path;
   setRoot();
 }

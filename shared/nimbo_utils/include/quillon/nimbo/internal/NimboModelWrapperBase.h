@@ -98,14 +98,24 @@ class NIMBO_EXPORT NimboModelWrapperBase {
   /// The first byte is compared with the header's as a signed character: a header that begins with a byte from 0x80 up
   /// matches no file, and one that begins with 0xFF a file without any byte.
   /// @throws what the parsers throw; strata::StoreError for a file that is no store: the wrapper is then empty but for
-  ///   a new model without root, and `strataFilePath` is what it was.
+  ///   a new model without root, and `strataFilePath` is what it was. Also strata::StoreError for a store that is only
+  ///   found out to be of no use when its root is looked for: it may only be read and holds no root (kind ReadOnly), or
+  ///   a page is damaged. The wrapper is bound to it then, without root; `detachModel` or the next `open` lets go.
+  ///
+  /// A new root is committed before this returns, by a guard: where that commit fails, as on a full disk, the process
+  /// ends (see ScopedTransaction).
   virtual void open(const ustring& path);
 
   /// Takes a container without header: keeps it (keepSerializedData) or parses it.
   virtual void openFromBinString(const std::string& data);
 
   /// Ends the binding to a store: what `resolveProxies` reaches is made real, the store is let go, and the model lives
-  /// on in memory. Without a store nothing happens. When a hook throws, the wrapper stays bound.
+  /// on in memory. Without a store nothing happens. When a hook throws, or the store cannot be read, the wrapper stays
+  /// bound.
+  ///
+  /// What the hooks change is committed to the store when the walk ends, by a guard: a commit that fails there ends the
+  /// process, and so does a hook that changes an element of a store that may only be read. Inside a caller's
+  /// transaction the walk joins it: its changes stay in memory, and the store does not see them.
   virtual void close();
 
   /// The model as JSON or XML text in UTF-8; values equal to their default are left out. Cached bytes play no part.
@@ -126,7 +136,9 @@ class NIMBO_EXPORT NimboModelWrapperBase {
   virtual void reset();
 
   /// Called by `close` for each element that the walk reaches, before its properties are read. A derived class puts
-  /// real elements in the place of proxies here. Nothing by default.
+  /// real elements in the place of proxies here, and may destroy this element or others: the walk passes over an
+  /// element that is destroyed before its turn comes, and does not look into one that its own hook destroyed. Nothing
+  /// by default.
   virtual void resolveProxies(const ModelElement& element);
 
   /// Whether that walk follows the property: by default, whether it is composite. Must be false for properties whose
@@ -227,6 +239,8 @@ class NIMBO_EXPORT NimboModelWrapperBase {
 
   void makeModel();
   void makeRoot();
+  void makeRootInTransaction();
+  void refuseReadOnlyStore() const;
   void findRootInStore();
   void findRootAtTopLevel();
   bool openFile(const ustring& path);
