@@ -350,8 +350,8 @@ TEST_F(Store, IsRefusedWhereItMayNotBeWrittenAndHoldsNoRoot) {
   } catch (const StoreError& error) {
     EXPECT_EQ(error.kind(), StoreError::Kind::ReadOnly);
     EXPECT_EQ(error.what(), fFile.string() +
-                                ": a root of class wrapping.Root is to be made in this store, which is bound for "
-                                "reading only; make the file writable, or open a store that holds such a root");
+                                ": the store is bound for reading only, so the change cannot be saved; roll it back, "
+                                "or bind a copy of the file that may be written");
   }
   EXPECT_EQ(contentOf(fFile), bytes);
   EXPECT_EQ(wrapper.strataFilePath(), fPath) << "it was bound before the root was looked for";

@@ -7,8 +7,6 @@
 #include <boost/optional.hpp>
 #include <boost/uuid/uuid.hpp>
 
-#include <bedrock/i18n.h>
-#include <strata/StoreError.h>
 #include <strata_datasource/DataSource.h>
 #include <tarn/kern/Collections.h>
 #include <tarn/kern/Errors.h>
@@ -58,22 +56,29 @@ void NimboModelWrapperBase::makeRoot() {
   root = rootMetaClass->instantiate(model, boost::uuids::uuid{});
 }
 
-void NimboModelWrapperBase::makeRootInTransaction() {
-  refuseReadOnlyStore();
-  const ScopedTransaction scope(*this);
-  makeRoot();
+namespace {
+
+/// Whether the model is bound to a store that takes no change. Stores of a framework that cannot be asked take them
+/// all.
+template <class Store>
+bool isForReadingOnly([[maybe_unused]] const tarn::kern::Model& model) {
+  if constexpr (requires(const Store& store) { store.isReadOnly(); }) {
+    const auto* store = dynamic_cast<const Store*>(model->getDataSource());
+    return store != nullptr && store->isReadOnly();
+  } else {
+    return false;
+  }
 }
 
-/// A root that cannot be written would end the process with the commit of a guard. In the caller's transaction it does
-/// not come to that: the caller's commit tells.
-void NimboModelWrapperBase::refuseReadOnlyStore() const {
-  if (isInTransaction() || !rootMetaClass) return;
-  const auto* store = dynamic_cast<const strata_datasource::DataSource*>(model->getDataSource());
-  if (store == nullptr || !store->isReadOnly()) return;
-  throw strata::StoreError(strata::StoreError::Kind::ReadOnly, store->getLocation(),
-                           "a root of class " + bedrock::i18n::ustring_to_utf8(rootMetaClass->getQualifiedName()) +
-                               " is to be made in this store, which is bound for reading only; make the file writable, "
-                               "or open a store that holds such a root");
+}  // namespace
+
+void NimboModelWrapperBase::makeRootInTransaction() {
+  if (isForReadingOnly<strata_datasource::DataSource>(model)) {
+    makeRoot();  // refused at once, and told; the commit of a guard would end the process
+    return;
+  }
+  const ScopedTransaction scope(*this);
+  makeRoot();
 }
 
 void NimboModelWrapperBase::createModel() {

@@ -240,7 +240,6 @@ class NIMBO_EXPORT NimboModelWrapperBase {
   void makeModel();
   void makeRoot();
   void makeRootInTransaction();
-  void refuseReadOnlyStore() const;
   void findRootInStore();
   void findRootAtTopLevel();
   bool openFile(const ustring& path);
