@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include <bedrock/i18n.h>
 #include <tarn/export.h>
 #include <tarn/kern/Errors.h>
 #include <tarn/kern/io/ParseError.h>
