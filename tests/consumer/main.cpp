@@ -1,5 +1,5 @@
-// A user's program across the library's border: an exception that the library throws must arrive here as its type, which
-// needs one and the same type information on both sides although the library hides whatever it does not export.
+// A user's program across the library's border: an exception that the library throws must arrive here as its type,
+// which needs one and the same type information on both sides although the library hides whatever it does not export.
 #include <cstdlib>
 #include <iostream>
 #include <string>

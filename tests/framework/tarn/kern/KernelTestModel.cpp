@@ -62,7 +62,10 @@ Types makeTypes() {
   const auto classNamed = [](const char16_t* name) {
     return narrow<Class>(MetaRegistry::getInstance()->getType(ustring(u"kerneltest.") + name));
   };
-  return {classNamed(u"Node"), classNamed(u"Special"), classNamed(u"Unrelated"), classNamed(u"AbstractNode"),
+  return {classNamed(u"Node"),
+          classNamed(u"Special"),
+          classNamed(u"Unrelated"),
+          classNamed(u"AbstractNode"),
           narrow<DataType>(MetaRegistry::getInstance()->getType(u"kerneltest.Place")),
           narrow<Enum>(MetaRegistry::getInstance()->getType(u"kerneltest.Color"))};
 }

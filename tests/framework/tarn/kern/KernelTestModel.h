@@ -17,8 +17,8 @@ using tarn::kern::ustring;
 using tarn::kern::Value;
 
 /// Node: every shape of property, each with its counterpart.
-///   name (String, required), note (String), count (Integer, default 5), big (Integer64), flag (Boolean), when (DateTime)
-///   color (Color, required, default green), place (Place, required), fields (StringToStringMap, required)
+///   name (String, required), note (String), count (Integer, default 5), big (Integer64), flag (Boolean), when
+///   (DateTime) color (Color, required, default green), place (Place, required), fields (StringToStringMap, required)
 ///   numbers (Integer, many), labels (String, many, unique), times (DateTime, many), places (Place, many)
 ///   children (Node, composite, many, opposite parent), only (Node, composite, single, opposite onlyOf), parent, onlyOf
 ///   next (Node), others (Node, many, unique), path (Node, many, not unique)
@@ -52,8 +52,8 @@ std::string nameOf(const ModelElement& element);
 void add(const ModelElement& element, const char16_t* collection, const ModelElement& member);
 void set(const ModelElement& element, const char16_t* reference, const ModelElement& target);
 
-/// The whole content as text: elements in the model's order with uuid, class, container and every property. Two models, or
-/// one model at two times, are equal when these texts are.
+/// The whole content as text: elements in the model's order with uuid, class, container and every property. Two models,
+/// or one model at two times, are equal when these texts are.
 std::string dump(const Model& model);
 
 /// What is wrong with the model's consistency: opposites that disagree, members without container, duplicates in unique

@@ -10,8 +10,8 @@
 
 /// The live collections of many-valued properties, as a Value gives them.
 ///
-/// A collection object is a view: it names the property of an element (or of a data value) and holds nothing itself but,
-/// when detached, the snapshot. It is reached through the Value that it came with and lives as long as that Value.
+/// A collection object is a view: it names the property of an element (or of a data value) and holds nothing itself
+/// but, when detached, the snapshot. It is reached through the Value that it came with and lives as long as that Value.
 /// Every operation throws DestroyedElementError once the element is destroyed; every change through a detached snapshot
 /// throws SnapshotError. Changes take part in the model's transactions.
 namespace tarn::kern {
@@ -40,8 +40,8 @@ struct TARN_EXPORT OCDChangeDescriptor {
 /// What all collections share: whose they are, and how a change is announced.
 class TARN_EXPORT AbstractOwnedCollection {
  public:
-  /// One change of the collection: construct, call modifying, change, commit. An operation that ends without commit tells
-  /// nobody.
+  /// One change of the collection: construct, call modifying, change, commit. An operation that ends without commit
+  /// tells nobody.
   class TARN_EXPORT Operation {
    public:
     explicit Operation(AbstractOwnedCollection& collection);
@@ -131,8 +131,8 @@ class TypedCollection : public PrimitiveCollection {
   /// The entries in place. Valid until the collection changes.
   [[nodiscard]] virtual const std::vector<T>& storage() const = 0;
 
-  /// Replaces the content by the range, in its order, as one change: one Operation, announced by the give-up descriptor.
-  /// A collection that is declared unique keeps the first of equal values.
+  /// Replaces the content by the range, in its order, as one change: one Operation, announced by the give-up
+  /// descriptor. A collection that is declared unique keeps the first of equal values.
   template <class Iterator>
   void assign(Iterator first, Iterator last) {
     assign(std::vector<T>(first, last));
@@ -155,7 +155,8 @@ void TypedCollection<T>::append(T value) {
   addValue(Value(std::move(value)));
 }
 
-/// A collection of elements: contained ones when the property is composite, references otherwise. Null members are allowed. Containment and opposites follow every change.
+/// A collection of elements: contained ones when the property is composite, references otherwise. Null members are
+/// allowed. Containment and opposites follow every change.
 class TARN_EXPORT ElementCollection : public AbstractOwnedCollection {
  public:
   /// In collection order.
@@ -174,8 +175,8 @@ class TARN_EXPORT ElementCollection : public AbstractOwnedCollection {
   virtual void removeAt(std::size_t index) = 0;
   virtual void move(std::size_t from, std::size_t to) = 0;
   virtual void clear() = 0;
-  /// Replaces the content by exactly these elements in this order, as one change. Of equal elements in a unique collection
-  /// the first stays.
+  /// Replaces the content by exactly these elements in this order, as one change. Of equal elements in a unique
+  /// collection the first stays.
   virtual void assign(const std::vector<ModelElement>& elements) = 0;
 
   /// For a qualified property: the members whose qualifier has this value. Several may share one.

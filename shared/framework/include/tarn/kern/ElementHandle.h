@@ -33,8 +33,8 @@ class Class;
 class Property;
 }  // namespace meta
 
-/// The access level of a reflective read or write. Privileged access reads guarded properties and writes read-only ones;
-/// public access is refused there. Readers of files, the cloner and the store use privileged access.
+/// The access level of a reflective read or write. Privileged access reads guarded properties and writes read-only
+/// ones; public access is refused there. Readers of files, the cloner and the store use privileged access.
 class TARN_EXPORT ReflectionPrivateTag {
  public:
   static const ReflectionPrivateTag PUBLIC_ACCESS;
@@ -93,8 +93,8 @@ class TARN_EXPORT ModelElement : public HandleBase {
 
 struct IncomingReference;
 
-/// The record behind a ModelElement. Elements of models and of the meta-model are both reached through it; the latter have
-/// no readable properties.
+/// The record behind a ModelElement. Elements of models and of the meta-model are both reached through it; the latter
+/// have no readable properties.
 ///
 /// Every operation that takes a property throws PropertyError when the element's class lacks it, and
 /// DestroyedElementError when the element is destroyed. Threads: those of the element's model.
@@ -109,7 +109,8 @@ class TARN_EXPORT ModelElement::Impl : public ElementImpl {
 
   /// The current value: a snapshot of a single value, live access to a collection or map (see Value).
   /// @throws PropertyError when the property is guarded and the access is public.
-  [[nodiscard]] virtual Value getPropertyValue(const meta::Property& property, const ReflectionPrivateTag& access) const;
+  [[nodiscard]] virtual Value getPropertyValue(const meta::Property& property,
+                                               const ReflectionPrivateTag& access) const;
 
   /// Writes a single-valued property; the containment, opposites and back references follow. An empty value clears it.
   /// A map property takes a map, replacing the content, or an empty value, clearing it.
@@ -193,8 +194,8 @@ class TARN_EXPORT ModelElement::Impl : public ElementImpl {
   /// @throws the cast failure unless the property is single and held as `storage`, or is an enum and `acceptsEnum`.
   [[nodiscard]] Peeked peekObject(const meta::Property& property, StorageType storage, bool acceptsEnum,
                                   const ReflectionPrivateTag& access) const;
-  /// The place of a single plain value, marked as present, when it may be overwritten there; nullptr when the change has to
-  /// go through setPropertyValue. @throws as setPropertyValue does for the property
+  /// The place of a single plain value, marked as present, when it may be overwritten there; nullptr when the change
+  /// has to go through setPropertyValue. @throws as setPropertyValue does for the property
   [[nodiscard]] void* placeToOverwrite(const meta::Property& property, StorageType storage,
                                        const ReflectionPrivateTag& access);
   [[nodiscard]] const void* peekVector(const meta::Property& property, StorageType storage) const;

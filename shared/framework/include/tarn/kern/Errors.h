@@ -7,8 +7,8 @@
 #include <tarn/export.h>
 
 /// The kernel's own failures. Every text names what was expected, what was found, where (element path and uuid, or
-/// property), and what to try. A checked read of a Value fails with another exception: the cast failure of bedrock/except.h.
-/// An operation that throws one of these has changed nothing.
+/// property), and what to try. A checked read of a Value fails with another exception: the cast failure of
+/// bedrock/except.h. An operation that throws one of these has changed nothing.
 namespace tarn::kern {
 
 /// The base of all failures that the kernel raises on its own account.

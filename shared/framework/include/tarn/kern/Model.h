@@ -47,15 +47,15 @@ struct TARN_EXPORT ModelChange {
   };
   std::vector<ModelElement> created;
   std::vector<ModelElement> destroyed;
-  /// Each pair once, for elements that were there before and still are; a single value that came back to what it was is left
-  /// out.
+  /// Each pair once, for elements that were there before and still are; a single value that came back to what it was is
+  /// left out.
   std::vector<ChangedProperty> changed;
   /// What was passed to commit.
   boost::optional<Value> note;
 };
 
-/// Is told of changes. What an observer throws is collected (Model::Impl::takeObserverErrors) and stops nothing; what it
-/// edits happens in a transaction of its own, after the one reported.
+/// Is told of changes. What an observer throws is collected (Model::Impl::takeObserverErrors) and stops nothing; what
+/// it edits happens in a transaction of its own, after the one reported.
 class TARN_EXPORT ModelObserver {
  public:
   ModelObserver() = default;
@@ -72,10 +72,10 @@ class TARN_EXPORT ModelObserver {
 
 /// Owns a set of elements: their identity, containment, references and history.
 ///
-/// The content dies with the last Model handle; element handles that are left then read as destroyed. A model and everything
-/// in it belongs to one thread at a time; different models may be used by different threads at once.
-/// Invariant: no two live elements bear the same uuid; an element is top-level exactly when it has no container; containment
-/// has no cycles; opposites agree; no live element refers to a destroyed one.
+/// The content dies with the last Model handle; element handles that are left then read as destroyed. A model and
+/// everything in it belongs to one thread at a time; different models may be used by different threads at once.
+/// Invariant: no two live elements bear the same uuid; an element is top-level exactly when it has no container;
+/// containment has no cycles; opposites agree; no live element refers to a destroyed one.
 class TARN_EXPORT Model : public HandleBase {
  public:
   class Impl;
@@ -120,13 +120,13 @@ class TARN_EXPORT Model::Impl final : public internal::CountedImpl {
   /// How many levels are open.
   [[nodiscard]] std::size_t getTransactionDepth() const noexcept;
 
-  /// Keeps the outermost transactions that are committed from now on for undo, at most `steps` of them; 0 (the start state)
-  /// keeps none and forgets those kept. @throws TransactionError while a level is open.
+  /// Keeps the outermost transactions that are committed from now on for undo, at most `steps` of them; 0 (the start
+  /// state) keeps none and forgets those kept. @throws TransactionError while a level is open.
   void setUndoLimit(std::size_t steps);
   [[nodiscard]] bool canUndo() const noexcept;
   [[nodiscard]] bool canRedo() const noexcept;
-  /// Undoes the newest kept transaction, or does the last undone one again. @throws TransactionError when there is none or a
-  /// level is open.
+  /// Undoes the newest kept transaction, or does the last undone one again. @throws TransactionError when there is none
+  /// or a level is open.
   void undo();
   void redo();
 
@@ -140,8 +140,8 @@ class TARN_EXPORT Model::Impl final : public internal::CountedImpl {
 
   /// The bound store, or nullptr.
   [[nodiscard]] datasource::ActiveDataSource* getDataSource() const;
-  /// Makes real whatever is not in memory yet, unbinds and releases the store; the model stays usable. Nothing happens when
-  /// none is bound.
+  /// Makes real whatever is not in memory yet, unbinds and releases the store; the model stays usable. Nothing happens
+  /// when none is bound.
   void resetDataSource();
 
   /// Destroys the content while handles to it may still exist: they read as destroyed, open transactions are void, the

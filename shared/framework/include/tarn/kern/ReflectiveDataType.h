@@ -61,7 +61,8 @@ class TARN_EXPORT ReflectiveDataType {
 
   /// The instance as a Value. There is always one: the reflective form is the native form of every data type.
   [[nodiscard]] boost::optional<Value> toNonReflectiveDataTypeValue() const&;
-  /// Takes the content instead of copying it: a reader that builds nested values from the inside spares a copy per level.
+  /// Takes the content instead of copying it: a reader that builds nested values from the inside spares a copy per
+  /// level.
   [[nodiscard]] boost::optional<Value> toNonReflectiveDataTypeValue() &&;
 
   friend TARN_EXPORT bool operator==(const ReflectiveDataType& a, const ReflectiveDataType& b);

@@ -79,9 +79,10 @@ template <class T>
 concept StandardValueType = internal::StorageOf<T>::kStandard;
 /// A C++ type that a collection can hold contiguously.
 template <class T>
-concept ContiguousValueType =
-    StandardValueType<T> && static_cast<std::uint8_t>(internal::StorageOf<T>::kType) < kContiguousStorageTypes;
-/// A C++ integer that an enum value may also be read as. Enum values are held as 64-bit numbers; a narrower read truncates.
+concept ContiguousValueType = StandardValueType<T> &&
+                              static_cast<std::uint8_t>(internal::StorageOf<T>::kType) < kContiguousStorageTypes;
+/// A C++ integer that an enum value may also be read as. Enum values are held as 64-bit numbers; a narrower read
+/// truncates.
 template <class T>
 concept IntegerValueType = StandardValueType<T> && std::integral<T> && !std::same_as<T, bool>;
 

@@ -9,8 +9,9 @@
 
 namespace tarn::kern::internal {
 
-/// Memory for the records of one model: blocks of one size come from chunks that grow with their number, so that records of
-/// one class lie together and the general allocator is asked rarely. Blocks go back to a free list; chunks go with the pool.
+/// Memory for the records of one model: blocks of one size come from chunks that grow with their number, so that
+/// records of one class lie together and the general allocator is asked rarely. Blocks go back to a free list; chunks
+/// go with the pool.
 class BlockPool {
  public:
   /// 16-byte aligned. Throws std::bad_alloc.
@@ -30,7 +31,8 @@ class BlockPool {
 
   void free(void* block, std::size_t bytes) noexcept {
     const std::size_t size = rounded(bytes);
-    if (fLast == nullptr || fLast->bytes != size) fLast = fClasses.find(size)->second.get();  // allocated, so it is there
+    if (fLast == nullptr || fLast->bytes != size)
+      fLast = fClasses.find(size)->second.get();  // allocated, so it is there
     *static_cast<void**>(block) = fLast->free;
     fLast->free = block;
   }

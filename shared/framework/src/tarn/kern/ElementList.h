@@ -13,11 +13,11 @@ namespace tarn::kern::internal {
 
 /// The members of one class-typed collection of one element: raw pointers in collection order.
 ///
-/// Leaving a long list must not cost a move of all that stands behind, so a long list keeps a hole where a member left, and
-/// finds members through a hash from member to position that is made when first needed. Positions here are physical: they
-/// count holes. A hole is not a null member, which is a member like any other.
-/// Nothing here is journaled and nothing below the line "unchecked" allocates: the caller reserves first, so that changes and
-/// their undoing cannot fail half way. Decision and figures: docs/decisions/0001-kernel-cost.md.
+/// Leaving a long list must not cost a move of all that stands behind, so a long list keeps a hole where a member left,
+/// and finds members through a hash from member to position that is made when first needed. Positions here are
+/// physical: they count holes. A hole is not a null member, which is a member like any other. Nothing here is journaled
+/// and nothing below the line "unchecked" allocates: the caller reserves first, so that changes and their undoing
+/// cannot fail half way. Decision and figures: docs/decisions/0001-kernel-cost.md.
 class ElementList {
  public:
   using Member = ModelElement::Impl;

@@ -21,7 +21,11 @@ static_assert(sizeof(MapSlot) <= kMapSlotBytes, "layouts reserve this many bytes
 
 ElementRecord::ElementRecord(const meta::Class& type, const boost::uuids::uuid& uuid, ModelCore& theCore,
                              std::uint32_t place) noexcept
-    : ModelElement::Impl(Kind::Element, uuid), core(&theCore), fClass(type), fLayout(&type->layout()), index(place),
+    : ModelElement::Impl(Kind::Element, uuid),
+      core(&theCore),
+      fClass(type),
+      fLayout(&type->layout()),
+      index(place),
       born(0) {
   fRecordKind = RecordKind::Element;
 }
@@ -68,11 +72,14 @@ Value ElementRecord::getPropertyValue(const meta::Property& property, const Refl
     case SlotShape::Single:
       if (info.storage == StorageType::Map) return LiveValueFactory::make(self, info);
       return readSingle(info, area());
-    case SlotShape::Reference: return referenceValue(info, self.reference(info));
-    case SlotShape::Container: return referenceValue(info, containerThrough(info));
+    case SlotShape::Reference:
+      return referenceValue(info, self.reference(info));
+    case SlotShape::Container:
+      return referenceValue(info, containerThrough(info));
     case SlotShape::Typed:
     case SlotShape::Generic:
-    case SlotShape::Elements: break;
+    case SlotShape::Elements:
+      break;
   }
   return LiveValueFactory::make(self, info);
 }
@@ -89,8 +96,8 @@ ElementRecord* targetOf(const ModelElement& element) {
 /// The record of the element in a value for a class-typed single slot; nullptr for absent.
 ElementRecord* targetIn(const SlotInfo& slot, const Value& value) {
   const auto* stored = ValueAccess::stored<ModelElement>(value);
-  const bool isPlain = stored != nullptr && *stored && value.getMeta().upper == 1 &&
-                       (*stored)->getMetaClass() == value.getType();
+  const bool isPlain =
+      stored != nullptr && *stored && value.getMeta().upper == 1 && (*stored)->getMetaClass() == value.getType();
   if (!isPlain) return targetOf(elementOf(slot, value));  // says what is wrong
   checkConforms(slot, *stored);
   return targetOf(*stored);
@@ -122,7 +129,8 @@ void ElementRecord::setPropertyValue(const meta::Property& property, const Value
       return;
     case SlotShape::Typed:
     case SlotShape::Generic:
-    case SlotShape::Elements: break;
+    case SlotShape::Elements:
+      break;
   }
   throwCannotCast(value.getType());
 }
@@ -134,7 +142,9 @@ void ElementSlotMaker::destroyElements(void* slot, const SlotInfo&) noexcept {
   std::destroy_at(static_cast<ElementList*>(slot));
 }
 void ElementSlotMaker::constructMap(void* slot, const SlotInfo& info) { new (slot) MapSlot(fRecord, info); }
-void ElementSlotMaker::destroyMap(void* slot, const SlotInfo&) noexcept { std::destroy_at(static_cast<MapSlot*>(slot)); }
+void ElementSlotMaker::destroyMap(void* slot, const SlotInfo&) noexcept {
+  std::destroy_at(static_cast<MapSlot*>(slot));
+}
 
 void MapSlot::beforeChange() {
   fOwner.ensureReadable();
@@ -301,7 +311,8 @@ ModelElement::Impl::Peeked ModelElement::Impl::peekObject(const meta::Property& 
   const bool fits = slot.storage == storage || (isEnum && acceptsEnum);
   if (slot.shape != SlotShape::Single || !fits) internal::throwCannotCast(slot.property->getType());
   const void* object = internal::isPresent(record.area(), slot) ? record.area() + slot.offset : nullptr;
-  if (object != nullptr && slot.storage == StorageType::Data) object = static_cast<const Value*>(object)->peek<ReflectiveDataType>();
+  if (object != nullptr && slot.storage == StorageType::Data)
+    object = static_cast<const Value*>(object)->peek<ReflectiveDataType>();
   return {object, isEnum};
 }
 

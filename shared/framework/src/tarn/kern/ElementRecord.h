@@ -18,8 +18,8 @@ class ModelCore;
 
 /// One element of a model: this header and behind it, in the same block, the slots that the class's layout describes.
 ///
-/// The model owns the record; handles only keep its memory. Slots of shape Reference hold an ElementRecord*, those of shape
-/// Elements an ElementList, maps a MapSlot.
+/// The model owns the record; handles only keep its memory. Slots of shape Reference hold an ElementRecord*, those of
+/// shape Elements an ElementList, maps a MapSlot.
 class ElementRecord final : public ModelElement::Impl {
  public:
   enum class State : std::uint8_t {
@@ -33,7 +33,8 @@ class ElementRecord final : public ModelElement::Impl {
   ~ElementRecord() override;
 
   [[nodiscard]] const meta::Class& getMetaClass() const override { return fClass; }
-  [[nodiscard]] Value getPropertyValue(const meta::Property& property, const ReflectionPrivateTag& access) const override;
+  [[nodiscard]] Value getPropertyValue(const meta::Property& property,
+                                       const ReflectionPrivateTag& access) const override;
   void setPropertyValue(const meta::Property& property, const Value& value,
                         const ReflectionPrivateTag& access) override;
 
@@ -79,8 +80,8 @@ class ElementRecord final : public ModelElement::Impl {
   [[nodiscard]] bool hasHandles() const noexcept { return isHeld(); }
   void freeWithLastHandle() noexcept { fFreedWithLastHandle = true; }
 
-  // The core's book-keeping; only ModelCore writes it. What is asked of the target of every reference stands in front, so
-  // that the bytes from the count to the layout lie as close together as they can: targets are seldom in the cache.
+  // The core's book-keeping; only ModelCore writes it. What is asked of the target of every reference stands in front,
+  // so that the bytes from the count to the layout lie as close together as they can: targets are seldom in the cache.
   State state = State::Live;
   bool mayHaveContents = false;  // never lowered: a container that is known to be empty cannot close a cycle
   bool isLeaving = false;        // belongs to the set that is being destroyed

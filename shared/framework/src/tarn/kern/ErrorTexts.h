@@ -28,7 +28,8 @@ namespace tarn::kern::internal::texts {
 [[nodiscard]] std::string destroyed(const ElementRecord& element);
 [[nodiscard]] std::string otherModel(const ElementRecord& element, const SlotInfo& slot, const ElementRecord& target);
 [[nodiscard]] std::string notInAModel(const ModelElement::Impl& target);
-[[nodiscard]] std::string containmentCycle(const ElementRecord& parent, const SlotInfo& slot, const ElementRecord& child);
+[[nodiscard]] std::string containmentCycle(const ElementRecord& parent, const SlotInfo& slot,
+                                           const ElementRecord& child);
 
 [[nodiscard]] std::string indexOutOfRange(const meta::Property& property, std::size_t index, std::size_t size);
 [[nodiscard]] std::string snapshot(const meta::Property& property);

@@ -42,21 +42,21 @@ struct MapPayload final : JournalPayload {
   std::unique_ptr<MapUndo> undo;
 };
 
-/// One change of one slot (or of an element's place or life), held so that applying it undoes it and turns the entry into
-/// its own inverse: applying it once more does the change again. Applying never allocates and never fails.
+/// One change of one slot (or of an element's place or life), held so that applying it undoes it and turns the entry
+/// into its own inverse: applying it once more does the change again. Applying never allocates and never fails.
 /// Positions are physical (see ElementList).
 struct JournalEntry {
   enum class Kind : std::uint8_t {
-    Single,        ///< payload: the other value
-    Reference,     ///< other: the other target
-    ListInserted,  ///< a member came in at `a`; its inverse is ListErased
-    ListErased,    ///< `other` left from `a`
-    ListHole,      ///< `other` left `a` open
-    ListFilled,    ///< the inverse
-    ListPacked,    ///< payload: where holes were
-    ListUnpacked,  ///< the inverse
-    ListMoved,     ///< the entry at `a` went to `b`
-    ListSwapped,   ///< payload: the other list
+    Single,          ///< payload: the other value
+    Reference,       ///< other: the other target
+    ListInserted,    ///< a member came in at `a`; its inverse is ListErased
+    ListErased,      ///< `other` left from `a`
+    ListHole,        ///< `other` left `a` open
+    ListFilled,      ///< the inverse
+    ListPacked,      ///< payload: where holes were
+    ListUnpacked,    ///< the inverse
+    ListMoved,       ///< the entry at `a` went to `b`
+    ListSwapped,     ///< payload: the other list
     VectorInserted,  ///< an entry came in at `a`
     VectorErased,    ///< payload: what left from `a`
     VectorChanged,   ///< payload: the other value of the entry at `a`

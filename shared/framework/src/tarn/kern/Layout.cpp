@@ -142,10 +142,9 @@ Layout::Layout(const meta::StructuredType& laidOut, const std::vector<meta::Prop
 }
 
 const SlotInfo* Layout::findByOrigin(const meta::Property::Impl* property) const noexcept {
-  const auto at = std::lower_bound(fByOrigin.begin(), fByOrigin.end(), property,
-                                   [](const OriginEntry& entry, const meta::Property::Impl* wanted) {
-                                     return std::less<>()(entry.first, wanted);
-                                   });
+  const auto at = std::lower_bound(
+      fByOrigin.begin(), fByOrigin.end(), property,
+      [](const OriginEntry& entry, const meta::Property::Impl* wanted) { return std::less<>()(entry.first, wanted); });
   return at != fByOrigin.end() && at->first == property ? &slots[at->second] : nullptr;
 }
 

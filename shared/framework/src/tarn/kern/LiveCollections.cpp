@@ -153,7 +153,8 @@ std::vector<T> withoutDuplicates(std::vector<T> values) {
   struct Hash {
     // Seeded: who writes a file must not be able to choose values that all fall into one bucket.
     std::size_t operator()(const T& entry) const {
-      return static_cast<std::size_t>(foldedProduct(StoredTraits<T>::hash(entry) ^ hashSeed().first, hashSeed().second));
+      return static_cast<std::size_t>(
+          foldedProduct(StoredTraits<T>::hash(entry) ^ hashSeed().first, hashSeed().second));
     }
   };
   struct Equal {
@@ -169,7 +170,8 @@ std::vector<T> withoutDuplicates(std::vector<T> values) {
   return kept;
 }
 
-/// A collection whose slot holds a std::vector<T>; Base is TypedCollection<T>, or PrimitiveCollection for generic storage.
+/// A collection whose slot holds a std::vector<T>; Base is TypedCollection<T>, or PrimitiveCollection for generic
+/// storage.
 template <class Base, class T>
 class LiveVector : public Base {
  public:
@@ -388,9 +390,7 @@ class HandleCollection final : public ElementCollection {
 
   [[nodiscard]] std::size_t size() const override { return handles().size(); }
   [[nodiscard]] bool empty() const override { return handles().empty(); }
-  [[nodiscard]] Handles getAllElements() const override {
-    return liveTargets(handles());
-  }
+  [[nodiscard]] Handles getAllElements() const override { return liveTargets(handles()); }
   [[nodiscard]] ModelElement getElement(std::size_t index) const override {
     checkIndex(*this, index, size());
     return liveTarget(handles()[index]);
@@ -513,7 +513,8 @@ class LiveElements final : public ElementCollection {
     insertAt(index, element);
   }
   [[nodiscard]] std::size_t find(const ModelElement& element) const override {
-    if (isSnapshot()) return static_cast<std::size_t>(std::find(taken().begin(), taken().end(), element) - taken().begin());
+    if (isSnapshot())
+      return static_cast<std::size_t>(std::find(taken().begin(), taken().end(), element) - taken().begin());
     const ElementRecord* member = recordOf(element);
     if (element && member == nullptr) return size();
     const std::uint32_t position = list().find(member);
@@ -635,8 +636,7 @@ Value makeLiveCollection(CountedImpl& owner, const SlotInfo& slot) {
   };
   if (slot.shape == SlotShape::Generic) return make(TypeTag<LiveGeneric>(), owner);
   if (slot.shape == SlotShape::Typed) {
-    return dispatchContiguous(slot.storage,
-                              [&]<class T>(TypeTag<T>) { return make(TypeTag<LiveTyped<T>>(), owner); });
+    return dispatchContiguous(slot.storage, [&]<class T>(TypeTag<T>) { return make(TypeTag<LiveTyped<T>>(), owner); });
   }
   if (owner.recordKind() == CountedImpl::RecordKind::Element) {
     return make(TypeTag<LiveElements>(), static_cast<ElementRecord&>(owner));

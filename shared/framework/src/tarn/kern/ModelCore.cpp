@@ -24,9 +24,7 @@ bool isChange(const JournalEntry& entry) noexcept {
 }
 
 /// What contains, and what is paired, cannot hold a member twice, whatever the definition says.
-bool isUnique(const SlotInfo& slot) noexcept {
-  return slot.property->isUnique || slot.isComposite || slot.isPaired;
-}
+bool isUnique(const SlotInfo& slot) noexcept { return slot.property->isUnique || slot.isComposite || slot.isPaired; }
 
 void dropHandlesWithin(ElementRecord& record) noexcept {
   // Values may hold handles, to each other's elements too: records that held each other so would never be freed.
@@ -50,7 +48,8 @@ void ModelCore::removeUser() noexcept {
 }
 
 void ModelCore::deleteIfUnused() noexcept {
-  if (fUsers == 0 && fSurvivors == 0) delete this;  // the last of model, transactions and handles; see the class comment
+  if (fUsers == 0 && fSurvivors == 0)
+    delete this;  // the last of model, transactions and handles; see the class comment
 }
 
 void ModelCore::modelGone() noexcept {
@@ -86,8 +85,8 @@ void ModelCore::freeRecord(ElementRecord* record) noexcept {
   fPool.free(record, sizeof(ElementRecord) + layout.sizeBytes);
 }
 
-// An element ends in two steps, the first for all that end together: values of one may hold handles to another, and must
-// be gone before it is known which records are still held.
+// An element ends in two steps, the first for all that end together: values of one may hold handles to another, and
+// must be gone before it is known which records are still held.
 void ModelCore::beginRetirement(ElementRecord& record) noexcept {
   if (fStore != nullptr) fStore->forget(record);
   record.state = ElementRecord::State::Gone;
@@ -221,8 +220,7 @@ void ModelCore::rawRemove(ElementRecord& element, const SlotInfo& slot, std::uin
   const bool asHole = list.removesByHole(position);
   auto* member = static_cast<ElementRecord*>(asHole ? list.makeHole(position) : list.eraseAt(position));
   if (!isJournaled(element)) return;
-  JournalEntry& entry =
-      record(asHole ? JournalEntry::Kind::ListHole : JournalEntry::Kind::ListErased, element, slot);
+  JournalEntry& entry = record(asHole ? JournalEntry::Kind::ListHole : JournalEntry::Kind::ListErased, element, slot);
   entry.a = position;
   entry.other = member;
 }
@@ -340,8 +338,7 @@ void ModelCore::apply(JournalEntry& entry) noexcept {
       break;
     case Kind::VectorChanged: {
       auto& payload = static_cast<ValuePayload&>(*entry.payload);
-      payload.value =
-          vectorOpsOf(slot).exchange(slot, &element.slot<char>(slot), entry.a, std::move(payload.value));
+      payload.value = vectorOpsOf(slot).exchange(slot, &element.slot<char>(slot), entry.a, std::move(payload.value));
       break;
     }
     case Kind::VectorMoved:
@@ -520,8 +517,8 @@ void ModelCore::checkTarget(const ElementRecord& element, const SlotInfo& slot, 
 
 void ModelCore::checkNoCycle(const ElementRecord& parent, const SlotInfo& slot, const ElementRecord& child) const {
   if (&parent != &child && !child.mayHaveContents) return;  // what holds nothing cannot hold the parent
-  // The way up from a deep parent can be long, and so can the walk through all that the child contains. Each is tried for
-  // a while, then the other for twice as long: in all it takes a few times what the shorter one takes.
+  // The way up from a deep parent can be long, and so can the walk through all that the child contains. Each is tried
+  // for a while, then the other for twice as long: in all it takes a few times what the shorter one takes.
   const ElementRecord* above = &parent;
   for (std::size_t steps = 16;; steps *= 2) {
     for (std::size_t i = 0; i < steps; ++i) {
@@ -553,8 +550,7 @@ bool ModelCore::containsFewerThan(const ElementRecord& element, std::size_t limi
       if (size >= limit - looked) return false;
       looked += size;
       for (std::uint32_t i = 0; i < size; ++i) {
-        const ElementRecord* member =
-            isSingle ? current.slot<ElementRecord*>(slot) : memberAt(current.list(slot), i);
+        const ElementRecord* member = isSingle ? current.slot<ElementRecord*>(slot) : memberAt(current.list(slot), i);
         if (member != nullptr) open.push_back(member);
       }
     }
@@ -612,8 +608,8 @@ void ModelCore::unlinkOpposite(ElementRecord& element, const SlotInfo& slot, Ele
 }
 
 namespace {
-/// The most raw changes that linking one pair of elements can take: both old partners let go, both ends are set, the child
-/// leaves its old place and gets its new one.
+/// The most raw changes that linking one pair of elements can take: both old partners let go, both ends are set, the
+/// child leaves its old place and gets its new one.
 constexpr std::size_t kChangesPerLink = 8;
 }  // namespace
 
@@ -706,8 +702,8 @@ bool ModelCore::pack(ElementRecord& element, const SlotInfo& slot) {
   }
 }
 
-/// Takes over the entries of lists that were packed between two kept transactions: whichever of the two is replayed next,
-/// it must find the holes that its positions count.
+/// Takes over the entries of lists that were packed between two kept transactions: whichever of the two is replayed
+/// next, it must find the holes that its positions count.
 void ModelCore::keepPacking(std::vector<JournalEntry>& entries) {
   if (entries.empty() || (fUndo.empty() && fRedo.empty())) return;
   std::vector<JournalEntry> forRedo;
@@ -1162,8 +1158,8 @@ std::uint64_t ModelCore::begin(bool isImplicit) {
     ++fSerial;
     fCreatedSinceSerial = false;
   }
-  fLevels.push_back({fNextLevel, fSerial, fJournal.size(), static_cast<std::uint32_t>(fTable.size()), fTop.size(),
-                     isImplicit});
+  fLevels.push_back(
+      {fNextLevel, fSerial, fJournal.size(), static_cast<std::uint32_t>(fTable.size()), fTop.size(), isImplicit});
   return fNextLevel++;
 }
 
@@ -1306,8 +1302,7 @@ ModelChange ModelCore::netChanges(const std::vector<JournalEntry>& entries, std:
       continue;
     }
     if (entry.kind == JournalEntry::Kind::Reference && entry.other == element->reference(slot)) continue;
-    change.changed.push_back(
-        {ModelElement(element), meta::Property(const_cast<meta::Property::Impl*>(slot.property))});
+    change.changed.push_back({ModelElement(element), meta::Property(const_cast<meta::Property::Impl*>(slot.property))});
   }
   for (std::uint32_t i = tableStart; i < tableEnd; ++i) {
     ElementRecord* element = fTable[i];
@@ -1368,7 +1363,8 @@ void ModelCore::tidy() noexcept {
     if (sparseTable || longTop) packTopLevel();
     if (sparseTable) packTable();
   }
-  // Nodes of references that are no more pile up. Making all anew costs a scan, so as many must have come since the last.
+  // Nodes of references that are no more pile up. Making all anew costs a scan, so as many must have come since the
+  // last.
   if (fBackReferences != nullptr &&
       fBackReferences->nodes.size() > 2 * fBackReferences->madeWith + fTable.size() + kWorthTidying) {
     fBackReferences.reset();

@@ -21,14 +21,15 @@
 
 namespace tarn::kern::internal {
 
-/// The content of one model and everything that keeps it consistent: the table of elements, their identity, containment,
-/// opposites and back references, the journal of the open transactions and the history.
+/// The content of one model and everything that keeps it consistent: the table of elements, their identity,
+/// containment, opposites and back references, the journal of the open transactions and the history.
 ///
-/// Layers, from below: *raw* changes write one slot and its journal entry and keep no other slot in step; *changes* (link,
-/// unlink, insert, remove, destroy) keep containment and opposites in step by raw ones; transactions delimit them.
+/// Layers, from below: *raw* changes write one slot and its journal entry and keep no other slot in step; *changes*
+/// (link, unlink, insert, remove, destroy) keep containment and opposites in step by raw ones; transactions delimit
+/// them.
 ///
-/// The journal holds one entry per raw change of an element that existed before the innermost open level. What the level
-/// itself made needs none: when the level is undone it goes as a whole (see isJournaled).
+/// The journal holds one entry per raw change of an element that existed before the innermost open level. What the
+/// level itself made needs none: when the level is undone it goes as a whole (see isJournaled).
 ///
 /// Lives as long as its model, as a handle to one of its elements, or as a Transaction of it: whoever is last frees it.
 class ModelCore {
@@ -97,8 +98,8 @@ class ModelCore {
   [[nodiscard]] StoreHooks* store() const noexcept { return fStore.get(); }
   /// @pre none is bound and no level is open.
   void bind(std::unique_ptr<StoreHooks> store);
-  /// Makes everything real, has the store write what it does not have yet, and lets it go; open levels stay open. When it
-  /// throws, the model is still bound.
+  /// Makes everything real, has the store write what it does not have yet, and lets it go; open levels stay open. When
+  /// it throws, the model is still bound.
   void unbind();
   /// Lets the store go with what it has; open levels are rolled back.
   void letStoreGo() noexcept;
@@ -146,7 +147,8 @@ class ModelCore {
     std::size_t topStart;
     bool isImplicit;
   };
-  /// One kept transaction. Its entries concern elements that existed before it; those it made are the range of the table.
+  /// One kept transaction. Its entries concern elements that existed before it; those it made are the range of the
+  /// table.
   struct Step {
     std::vector<JournalEntry> entries;
     std::uint32_t tableStart;
@@ -156,8 +158,8 @@ class ModelCore {
     std::uint32_t referrer;  // place in the table
     std::uint32_t next;      // place in the nodes plus one
   };
-  /// Who may refer to whom by plain references: a superset that is verified on use, because taking entries out costs more
-  /// than checking. Made by one scan when first needed.
+  /// Who may refer to whom by plain references: a superset that is verified on use, because taking entries out costs
+  /// more than checking. Made by one scan when first needed.
   struct BackReferences {
     std::vector<std::uint32_t> heads;
     std::vector<BackReference> nodes;
@@ -272,8 +274,8 @@ class ModelCore {
   std::vector<std::exception_ptr> fObserverErrors;
 };
 
-/// Makes one change atomic. While no level is open it is a transaction of its own, otherwise part of the innermost level.
-/// A scope that ends without done() undoes what it covers.
+/// Makes one change atomic. While no level is open it is a transaction of its own, otherwise part of the innermost
+/// level. A scope that ends without done() undoes what it covers.
 class ChangeScope {
  public:
   enum class Kind {

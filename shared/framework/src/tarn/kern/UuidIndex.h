@@ -14,9 +14,9 @@
 
 namespace tarn::kern::internal {
 
-/// Finds the number of an element by its uuid: open addressing over pairs of a hash and the element's place in the model's
-/// table. Several elements may bear one uuid while all but one are destroyed; the caller's test chooses.
-/// The hash is kept beside the place, so that a probe touches a record only when it most likely is the one.
+/// Finds the number of an element by its uuid: open addressing over pairs of a hash and the element's place in the
+/// model's table. Several elements may bear one uuid while all but one are destroyed; the caller's test chooses. The
+/// hash is kept beside the place, so that a probe touches a record only when it most likely is the one.
 class UuidIndex {
  public:
   /// Uuids come from files, so that who writes one must not be able to choose them for one place: the hash depends on a
@@ -65,9 +65,9 @@ class UuidIndex {
     }
     eraseSlot(i);
   }
-  /// As erase, without going there: the entry stays until the table is next made anew. For a place that no other element
-  /// gets before the next renumber, and for which the test of find is false from now on. Where many go at once, each
-  /// erasure would be a miss of the cache.
+  /// As erase, without going there: the entry stays until the table is next made anew. For a place that no other
+  /// element gets before the next renumber, and for which the test of find is false from now on. Where many go at once,
+  /// each erasure would be a miss of the cache.
   void forget() noexcept { ++fForgotten; }
   /// The places changed: `newPlace(old place)`. What `isTaken(old place)` denies goes.
   template <class Test, class Map>

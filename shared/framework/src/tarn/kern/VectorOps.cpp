@@ -25,7 +25,8 @@ Value valueOf(const SlotInfo& slot, T&& object) {
   if constexpr (std::same_as<std::remove_cvref_t<T>, Value>) {
     return std::forward<T>(object);
   } else {
-    return Value(ValueMeta(slot.property->getType(), ValueFlags::Single), std::remove_cvref_t<T>(std::forward<T>(object)));
+    return Value(ValueMeta(slot.property->getType(), ValueFlags::Single),
+                 std::remove_cvref_t<T>(std::forward<T>(object)));
   }
 }
 
@@ -100,25 +101,39 @@ Value OpsFor<bool>::at(const SlotInfo& slot, const void* vector, std::size_t ind
 const VectorOps& vectorOpsOf(const SlotInfo& slot) noexcept {
   if (slot.shape == SlotShape::Generic) return OpsFor<Value>::kOps;
   switch (slot.storage) {
-    case StorageType::String: return OpsFor<ustring>::kOps;
-    case StorageType::Integer: return OpsFor<std::int32_t>::kOps;
-    case StorageType::Integer8: return OpsFor<std::int8_t>::kOps;
-    case StorageType::Integer16: return OpsFor<std::int16_t>::kOps;
-    case StorageType::Integer64: return OpsFor<std::int64_t>::kOps;
-    case StorageType::Real: return OpsFor<double>::kOps;
-    case StorageType::Boolean: return OpsFor<bool>::kOps;
-    case StorageType::UnlimitedNatural: return OpsFor<std::uint32_t>::kOps;
-    case StorageType::UInteger8: return OpsFor<std::uint8_t>::kOps;
-    case StorageType::UInteger16: return OpsFor<std::uint16_t>::kOps;
-    case StorageType::UInteger64: return OpsFor<std::uint64_t>::kOps;
-    case StorageType::Uuid: return OpsFor<boost::uuids::uuid>::kOps;
-    case StorageType::StdString: return OpsFor<std::string>::kOps;
+    case StorageType::String:
+      return OpsFor<ustring>::kOps;
+    case StorageType::Integer:
+      return OpsFor<std::int32_t>::kOps;
+    case StorageType::Integer8:
+      return OpsFor<std::int8_t>::kOps;
+    case StorageType::Integer16:
+      return OpsFor<std::int16_t>::kOps;
+    case StorageType::Integer64:
+      return OpsFor<std::int64_t>::kOps;
+    case StorageType::Real:
+      return OpsFor<double>::kOps;
+    case StorageType::Boolean:
+      return OpsFor<bool>::kOps;
+    case StorageType::UnlimitedNatural:
+      return OpsFor<std::uint32_t>::kOps;
+    case StorageType::UInteger8:
+      return OpsFor<std::uint8_t>::kOps;
+    case StorageType::UInteger16:
+      return OpsFor<std::uint16_t>::kOps;
+    case StorageType::UInteger64:
+      return OpsFor<std::uint64_t>::kOps;
+    case StorageType::Uuid:
+      return OpsFor<boost::uuids::uuid>::kOps;
+    case StorageType::StdString:
+      return OpsFor<std::string>::kOps;
     case StorageType::DateTime:
     case StorageType::Map:
     case StorageType::Enum:
     case StorageType::Data:
     case StorageType::Custom:
-    case StorageType::Element: break;  // never contiguous
+    case StorageType::Element:
+      break;  // never contiguous
   }
   return OpsFor<Value>::kOps;
 }

@@ -13,8 +13,9 @@
 #include <bedrock/i18n.h>
 #include <tarn/export.h>
 
-/// The content of an element before any meta-model has been asked: what a reader of JSON, XML or a store has read, under the
-/// names that the file uses. Evolution works on this form alone, so that a step is written once for all formats.
+/// The content of an element before any meta-model has been asked: what a reader of JSON, XML or a store has read,
+/// under the names that the file uses. Evolution works on this form alone, so that a step is written once for all
+/// formats.
 ///
 /// Plain values: they own what they hold, compare by content, and share nothing. Nesting may have any depth; copying,
 /// comparing and destroying are safe for it. Threads: as for any value.
@@ -25,7 +26,8 @@ using bedrock::i18n::ustring;
 class RawValue;
 struct RawElement;
 
-/// Where something stands in its source: line and column count from 1 (the column in bytes); 0 where the source has no lines.
+/// Where something stands in its source: line and column count from 1 (the column in bytes); 0 where the source has no
+/// lines.
 struct RawPosition {
   std::uint32_t line = 0;
   std::uint32_t column = 0;
@@ -53,15 +55,15 @@ struct TARN_EXPORT RawData {
   ~RawData();
 };
 
-/// A number as its file spells it, decimal: nothing is lost on the way, whatever its size. "NaN", "inf" and "-inf" stand for
-/// what numbers cannot spell.
+/// A number as its file spells it, decimal: nothing is lost on the way, whatever its size. "NaN", "inf" and "-inf"
+/// stand for what numbers cannot spell.
 struct TARN_EXPORT RawNumber {
   std::string text;
   friend bool operator==(const RawNumber&, const RawNumber&) = default;
 };
 
-/// One value. A file whose values are all text (XML) gives Text for numbers, truth values and literals too; what turns raw
-/// content into elements accepts the text form for every plain type.
+/// One value. A file whose values are all text (XML) gives Text for numbers, truth values and literals too; what turns
+/// raw content into elements accepts the text form for every plain type.
 class TARN_EXPORT RawValue {
  public:
   using Text = ustring;
@@ -70,16 +72,16 @@ class TARN_EXPORT RawValue {
   using Element = std::unique_ptr<RawElement>;           ///< contents that stand here; never null
   enum class Kind : std::uint8_t { Null, Boolean, Number, Text, List, Map, Data, Reference, Element };
 
-  RawValue() noexcept;  // Null
-  RawValue(bool value);                 // NOLINT(google-explicit-constructor)
-  RawValue(RawNumber value);            // NOLINT(google-explicit-constructor)
-  RawValue(Text value);                 // NOLINT(google-explicit-constructor)
-  RawValue(const char16_t* text);       // NOLINT(google-explicit-constructor)
-  RawValue(List value);                 // NOLINT(google-explicit-constructor)
-  RawValue(Map value);                  // NOLINT(google-explicit-constructor)
-  RawValue(RawData value);              // NOLINT(google-explicit-constructor)
-  RawValue(RawReference value);         // NOLINT(google-explicit-constructor)
-  RawValue(RawElement value);           // NOLINT(google-explicit-constructor)
+  RawValue() noexcept;             // Null
+  RawValue(bool value);            // NOLINT(google-explicit-constructor)
+  RawValue(RawNumber value);       // NOLINT(google-explicit-constructor)
+  RawValue(Text value);            // NOLINT(google-explicit-constructor)
+  RawValue(const char16_t* text);  // NOLINT(google-explicit-constructor)
+  RawValue(List value);            // NOLINT(google-explicit-constructor)
+  RawValue(Map value);             // NOLINT(google-explicit-constructor)
+  RawValue(RawData value);         // NOLINT(google-explicit-constructor)
+  RawValue(RawReference value);    // NOLINT(google-explicit-constructor)
+  RawValue(RawElement value);      // NOLINT(google-explicit-constructor)
   RawValue(const RawValue& other);
   RawValue(RawValue&& other) noexcept;
   RawValue& operator=(const RawValue& other);

@@ -48,8 +48,8 @@ inline StructuredType::StructuredType(Impl* impl) noexcept : Type(impl) {}
 inline StructuredType::Impl* StructuredType::get() const noexcept { return static_cast<Impl*>(fRecord); }
 inline StructuredType::Impl* StructuredType::operator->() const noexcept { return get(); }
 
-/// The record of a class. A class has one superclass; further supertypes may be listed, whose attributes are then copied
-/// into the class once each. ModelElement::metaClass() is the root of all superclass chains.
+/// The record of a class. A class has one superclass; further supertypes may be listed, whose attributes are then
+/// copied into the class once each. ModelElement::metaClass() is the root of all superclass chains.
 class TARN_EXPORT Class::Impl final : public StructuredType::Impl {
  public:
   /// A null handle at the root.
@@ -60,7 +60,8 @@ class TARN_EXPORT Class::Impl final : public StructuredType::Impl {
   /// True for this class, its superclasses, and the closure of the further supertypes.
   [[nodiscard]] bool conformsTo(Type other) const override;
 
-  /// A new top-level element of this class; its properties show their defaults. The nil uuid asks for a fresh random one.
+  /// A new top-level element of this class; its properties show their defaults. The nil uuid asks for a fresh random
+  /// one.
   /// @throws InstantiationError when the class is abstract, the model null, or the uuid taken in that model.
   [[nodiscard]] ModelElement instantiate(const Model& model, const boost::uuids::uuid& uuid) const;
 

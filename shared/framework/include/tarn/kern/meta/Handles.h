@@ -6,9 +6,9 @@
 #include <tarn/export.h>
 #include <tarn/kern/ElementHandle.h>
 
-/// The handles of the meta-model. They mirror their records: a Class is a StructuredType is a Type is a NamedElement is a
-/// ModelElement. The records are described in the header named after each. They are immortal and never change once their
-/// package is registered, so handles to them may be used from any thread.
+/// The handles of the meta-model. They mirror their records: a Class is a StructuredType is a Type is a NamedElement is
+/// a ModelElement. The records are described in the header named after each. They are immortal and never change once
+/// their package is registered, so handles to them may be used from any thread.
 ///
 /// A Class may be passed where a Type is expected; the way back is narrow<Class>(type), null when it is none.
 namespace tarn::kern::meta {
@@ -160,7 +160,9 @@ namespace tarn::kern::internal {
 [[nodiscard]] TARN_EXPORT bool isEnumType(const meta::Type& type) noexcept;
 
 struct HashOfHandle {
-  [[nodiscard]] std::size_t operator()(const ModelElement& handle) const noexcept { return hashOfAddress(handle.get()); }
+  [[nodiscard]] std::size_t operator()(const ModelElement& handle) const noexcept {
+    return hashOfAddress(handle.get());
+  }
 };
 }  // namespace tarn::kern::internal
 

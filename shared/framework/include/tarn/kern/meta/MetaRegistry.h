@@ -11,10 +11,10 @@ namespace tarn::kern::meta {
 
 /// The process-wide registry of packages and their types. Filled at start-up through PackageBuilder, read afterwards.
 ///
-/// Registration of several packages is all or nothing. Of a family several versions may be registered; the highest one is
-/// current, and names resolve to its types. Versions are compared as numbers separated by dots ("2" < "10", "1.9" < "1.10"),
-/// other parts by their text.
-/// Threads: reads may run in many threads at once, also while another thread registers.
+/// Registration of several packages is all or nothing. Of a family several versions may be registered; the highest one
+/// is current, and names resolve to its types. Versions are compared as numbers separated by dots ("2" < "10", "1.9" <
+/// "1.10"), other parts by their text. Threads: reads may run in many threads at once, also while another thread
+/// registers.
 class TARN_EXPORT MetaRegistry {
  public:
   static MetaRegistry* getInstance();
@@ -25,8 +25,8 @@ class TARN_EXPORT MetaRegistry {
   /// What the URIs of versioned packages begin with: base, family, "/", version. Ends in "/".
   [[nodiscard]] static const ustring& schemaBaseUri();
 
-  /// The current package of a family: the part of its URI between the base and the next "/"; for a package outside the base,
-  /// its whole URI. A null handle when unknown.
+  /// The current package of a family: the part of its URI between the base and the next "/"; for a package outside the
+  /// base, its whole URI. A null handle when unknown.
   [[nodiscard]] Package getPackageForFamily(const ustring& family) const;
   /// The registered package of exactly that URI, current or not, or a null handle.
   [[nodiscard]] Package getPackage(const ustring& uri) const;

@@ -39,13 +39,13 @@ struct TypeSpec;
 struct PropertySpec;
 }  // namespace internal
 
-/// A type as a definition names it: by its builder, by a registered handle, or by name: a type of the same package, or a
-/// qualified name, defined in any order.
+/// A type as a definition names it: by its builder, by a registered handle, or by name: a type of the same package, or
+/// a qualified name, defined in any order.
 class TARN_EXPORT TypeRef {
  public:
-  TypeRef(const char16_t* name) : fName(name) {}           // NOLINT(google-explicit-constructor)
-  TypeRef(ustring name) : fName(std::move(name)) {}        // NOLINT(google-explicit-constructor)
-  TypeRef(const Type& type) : fType(type) {}               // NOLINT(google-explicit-constructor)
+  TypeRef(const char16_t* name) : fName(name) {}     // NOLINT(google-explicit-constructor)
+  TypeRef(ustring name) : fName(std::move(name)) {}  // NOLINT(google-explicit-constructor)
+  TypeRef(const Type& type) : fType(type) {}         // NOLINT(google-explicit-constructor)
   template <class NameParameter>
   TypeRef(const StandardTypeWrapper<NameParameter>&) : fName(NameParameter::kName) {}  // NOLINT
   TypeRef(const ClassBuilder& type);      // NOLINT(google-explicit-constructor)
@@ -61,7 +61,8 @@ class TARN_EXPORT TypeRef {
 };
 
 /// Defines one property; each call returns the builder, so that calls chain.
-/// Without further words a property is single-valued and optional; a collection of class type is unique, one of values not.
+/// Without further words a property is single-valued and optional; a collection of class type is unique, one of values
+/// not.
 class TARN_EXPORT PropertyBuilder {
  public:
   /// lower 1.
@@ -171,7 +172,8 @@ class TARN_EXPORT PackageBuilder {
 
   /// Makes the package a version of a family: its URI becomes MetaRegistry::schemaBaseUri() + family + "/" + version.
   PackageBuilder& family(std::u16string_view family, std::u16string_view version);
-  /// Any other URI; the package is a family of its own then. Without either call the URI is "urn:" and the qualified name.
+  /// Any other URI; the package is a family of its own then. Without either call the URI is "urn:" and the qualified
+  /// name.
   PackageBuilder& uri(std::u16string_view uri);
   PackageBuilder& annotate(Annotation annotation);
 
@@ -185,14 +187,14 @@ class TARN_EXPORT PackageBuilder {
   /// A package inside this one.
   PackageBuilder& addPackage(std::u16string_view name);
 
-  /// Checks and registers this package and those inside it. @throws MetaModelError naming every fault; nothing is registered
-  /// then. The builder is spent afterwards.
+  /// Checks and registers this package and those inside it. @throws MetaModelError naming every fault; nothing is
+  /// registered then. The builder is spent afterwards.
   Package registerPackage();
   /// The same for several packages that refer to each other: all or none.
   static std::vector<Package> registerAll(const std::vector<PackageBuilder*>& packages);
 
-  /// What was legal but doubtful, after registration: such as an optional single value of a data type, which the binary format
-  /// cannot hold.
+  /// What was legal but doubtful, after registration: such as an optional single value of a data type, which the binary
+  /// format cannot hold.
   [[nodiscard]] const std::vector<std::string>& warnings() const noexcept;
 
  private:
@@ -210,8 +212,7 @@ template <class T>
 PrimitiveBuilder& PackageBuilder::addPrimitive(std::u16string_view name, std::function<ustring(const T&)> toText,
                                                std::function<T(const ustring&)> fromText) {
   return addPrimitiveErased(
-      name, typeid(T),
-      [toText = std::move(toText)](const Value& value) { return toText(*value.peek<T>()); },
+      name, typeid(T), [toText = std::move(toText)](const Value& value) { return toText(*value.peek<T>()); },
       [fromText = std::move(fromText)](const PrimitiveType& type, const ustring& text) {
         return Value(ValueMeta(type, ValueFlags::Single), fromText(text));
       });

@@ -28,8 +28,8 @@ inline TypedElement::TypedElement(Impl* impl) noexcept : NamedElement(impl) {}
 inline TypedElement::Impl* TypedElement::get() const noexcept { return static_cast<Impl*>(fRecord); }
 inline TypedElement::Impl* TypedElement::operator->() const noexcept { return get(); }
 
-/// An attribute or reference of a class, or an attribute of a data type. The attributes below are plain members; they are
-/// set while the package is defined and constant afterwards.
+/// An attribute or reference of a class, or an attribute of a data type. The attributes below are plain members; they
+/// are set while the package is defined and constant afterwards.
 class TARN_EXPORT Property::Impl final : public TypedElement::Impl {
  public:
   /// The upper bound of an unlimited collection.

@@ -11,8 +11,8 @@
 
 namespace tarn::kern::meta {
 
-/// One lazily filled member of StandardTypes: a PrimitiveType that starts null and may be filled by any number of threads
-/// at once with the same type.
+/// One lazily filled member of StandardTypes: a PrimitiveType that starts null and may be filled by any number of
+/// threads at once with the same type.
 template <class NameParameter>
 class StandardTypeWrapper {
  public:
@@ -57,9 +57,9 @@ struct StringToStringMapMetaNameParameter { static constexpr const char16_t* kNa
 // clang-format on
 
 /// The primitive types that every meta-model can use, and the C++ type that a value of each holds. They belong to no
-/// package, so their qualified names are these names. Users compare by identity, after filling a member that is still null
-/// from getPrimitiveTypeFromMetaRegistry; once MetaRegistry::getInstance() has run, which loading the framework's library
-/// sees to, none is null.
+/// package, so their qualified names are these names. Users compare by identity, after filling a member that is still
+/// null from getPrimitiveTypeFromMetaRegistry; once MetaRegistry::getInstance() has run, which loading the framework's
+/// library sees to, none is null.
 struct TARN_EXPORT StandardTypes {
   static StandardTypeWrapper<StringMetaNameParameter> stringMeta;                        ///< ustring
   static StandardTypeWrapper<StdstringMetaNameParameter> stdstringMeta;                  ///< std::string

@@ -11,8 +11,8 @@ namespace tarn::kern::meta {
 /// The record of every type: classes, data types, enums, primitive types.
 class TARN_EXPORT Type::Impl : public NamedElement::Impl {
  public:
-  /// The owning package's qualified name, ".", the simple name; the simple name alone without package. The name by which
-  /// MetaRegistry::getType finds the type, and under which a binary stream names it.
+  /// The owning package's qualified name, ".", the simple name; the simple name alone without package. The name by
+  /// which MetaRegistry::getType finds the type, and under which a binary stream names it.
   [[nodiscard]] const ustring& getQualifiedName() const noexcept { return fQualifiedName; }
   [[nodiscard]] Package getOwningPackage() const noexcept { return fPackage; }
   /// True when the type is `other` or derives from it.
@@ -32,8 +32,8 @@ inline Type::Type(Impl* impl) noexcept : NamedElement(impl) {}
 inline Type::Impl* Type::get() const noexcept { return static_cast<Impl*>(fRecord); }
 inline Type::Impl* Type::operator->() const noexcept { return get(); }
 
-/// A primitive type: one of the fifteen standard types, or a custom type that an application registered with a C++ type and
-/// its text form (see PackageBuilder::addPrimitive).
+/// A primitive type: one of the fifteen standard types, or a custom type that an application registered with a C++ type
+/// and its text form (see PackageBuilder::addPrimitive).
 class TARN_EXPORT PrimitiveType::Impl final : public Type::Impl {
  public:
   /// True for the fifteen types of StandardTypes.
