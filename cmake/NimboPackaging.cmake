@@ -18,6 +18,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME "libnimbo-utils${NIMBO_SOVERSION}")
 set(CPACK_DEBIAN_LIBRARIES_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARIES_PACKAGE_DEPENDS "libsqlite3-0 (>= 3.37)")   # strict tables, which no symbol tells of
 set(CPACK_DEBIAN_LIBRARIES_DESCRIPTION
 "typed models in C++: framework and binary form
  The model framework tarn and the library nimbo_utils on top of it: models
@@ -34,6 +35,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
  need to find them.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME nimbo)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME} (= ${NIMBO_VERSION})")
 set(CPACK_DEBIAN_TOOL_DESCRIPTION
 "look into, convert and compare model files
  The command nimbo reads models in all their forms: it tells what is in a
