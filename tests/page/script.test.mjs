@@ -9,7 +9,8 @@ import {Linter} from 'eslint';
 
 import {pageUrl} from './browser.mjs';
 
-const folder = new URL('../../shared/nimbo_utils/src/html/page/script/', import.meta.url);
+const root = new URL('../../', import.meta.url);
+const folder = new URL('shared/nimbo_utils/src/html/page/script/', root);
 const files = fs.readdirSync(folder).filter((name) => name.endsWith('.js'));
 
 const browserNames = ['alert', 'console', 'document', 'getComputedStyle', 'location', 'Node', 'NodeFilter', 'window'];
