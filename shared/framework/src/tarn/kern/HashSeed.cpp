@@ -1,9 +1,9 @@
 #include "HashSeed.h"
 
-#include <unistd.h>
-
 #include <array>
 #include <chrono>
+
+#include <unistd.h>
 
 namespace tarn::kern::internal {
 

@@ -1,8 +1,7 @@
-#include <tarn/kern/Model.h>
-
 #include <set>
 #include <unordered_set>
 
+#include <tarn/kern/Model.h>
 #include <tarn/kern/Testing.h>
 #include <tarn/kern/meta/Package.h>
 
