@@ -207,15 +207,5 @@ TEST_F(SlotsOfASheet, TakeElementsThatConform) {
   EXPECT_THROW(static_cast<void>(elementOf(slot(u"target"), many)), CastFailure);
 }
 
-TEST_F(SlotsOfASheet, ShowTheEntriesOfTheirVectorsAsValues) {
-  construct();
-  slotAs<std::vector<std::int32_t>>(area(), slot(u"numbers")) = {4, 5};
-  slotAs<std::vector<bool>>(area(), slot(u"flags")) = {false, true};
-  slotAs<std::vector<ustring>>(area(), slot(u"texts")) = {u"one"};
-  EXPECT_EQ(entryOf(slot(u"numbers"), area() + slot(u"numbers").offset, 1), Value(5));
-  EXPECT_EQ(entryOf(slot(u"flags"), area() + slot(u"flags").offset, 1), Value(true));
-  EXPECT_EQ(entryOf(slot(u"texts"), area() + slot(u"texts").offset, 0), Value(u"one"));
-}
-
 }  // namespace
 }  // namespace tarn::kern::internal

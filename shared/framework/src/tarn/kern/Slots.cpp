@@ -216,10 +216,4 @@ ModelElement elementOf(const SlotInfo& slot, const Value& value) {
   return element;
 }
 
-Value entryOf(const SlotInfo& slot, const void* vector, std::size_t index) {
-  return dispatchContiguous(slot.storage, [&]<class T>(TypeTag<T>) {
-    return Value(singleMetaOf(slot), T((*static_cast<const std::vector<T>*>(vector))[index]));
-  });
-}
-
 }  // namespace tarn::kern::internal

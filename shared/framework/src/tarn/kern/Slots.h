@@ -72,9 +72,4 @@ void checkConforms(const SlotInfo& slot, const ModelElement& element);
 /// The element in a value for a class-typed single slot; null for absent. @throws the cast failure as above.
 [[nodiscard]] ModelElement elementOf(const SlotInfo& slot, const Value& value);
 
-// --- Slots of shape Typed, by storage type.
-
-/// Entry `index` of the std::vector<T> at `vector` as a Value of the property's type.
-[[nodiscard]] Value entryOf(const SlotInfo& slot, const void* vector, std::size_t index);
-
 }  // namespace tarn::kern::internal

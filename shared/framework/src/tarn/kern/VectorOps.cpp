@@ -85,9 +85,8 @@ struct OpsFor {
   static void swapWith(void* vector, JournalPayload& payload) noexcept {
     of(vector).swap(static_cast<VectorPayload<T>&>(payload).content);
   }
-  static std::unique_ptr<JournalPayload> emptyPayload() { return std::make_unique<VectorPayload<T>>(); }
 
-  static constexpr VectorOps kOps = {size, reserve, at, find, insert, take, exchange, move, swapWith, emptyPayload};
+  static constexpr VectorOps kOps = {size, reserve, at, find, insert, take, exchange, move, swapWith};
 };
 
 /// bool has no T& to move from.

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
+#include <vector>
 
 #include <tarn/kern/Value.h>
 
@@ -24,7 +24,6 @@ struct VectorOps {
   Value (*exchange)(const SlotInfo& slot, void* vector, std::size_t index, Value&& value) noexcept;
   void (*move)(void* vector, std::size_t from, std::size_t to) noexcept;
   void (*swapWith)(void* vector, JournalPayload& payload) noexcept;  // the payload is a VectorPayload<T>
-  std::unique_ptr<JournalPayload> (*emptyPayload)();
 };
 
 template <class T>
