@@ -54,49 +54,62 @@ std::string quotedName(std::string_view name) {
 // --- Statements.
 
 Statement::Statement(Statement&& other) noexcept
-    : fDatabase(other.fDatabase), fHandle(std::exchange(other.fHandle, nullptr)) {}
+    : fDatabase(std::exchange(other.fDatabase, nullptr)),
+      fHandle(std::exchange(other.fHandle, nullptr)),
+      fSql(std::move(other.fSql)) {}
 
 Statement& Statement::operator=(Statement&& other) noexcept {
   std::swap(fDatabase, other.fDatabase);
   std::swap(fHandle, other.fHandle);
+  std::swap(fSql, other.fSql);
   return *this;
 }
 
 Statement::~Statement() { sqlite3_finalize(fHandle); }
+
+sqlite3_stmt* Statement::handle() {
+  if (fHandle != nullptr) return fHandle;
+  const int code = sqlite3_prepare_v3(fDatabase->fHandle, fSql.data(), static_cast<int>(fSql.size()),
+                                      SQLITE_PREPARE_PERSISTENT, &fHandle, nullptr);
+  if (code != SQLITE_OK) fDatabase->fail(code, "cannot access the store");
+  fSql.clear();
+  fSql.shrink_to_fit();
+  return fHandle;
+}
 
 void Statement::check(int code) const {
   if (code != SQLITE_OK) fDatabase->fail(code, "cannot bind a value");
 }
 
 Statement& Statement::bind(int index, std::int64_t value) {
-  check(sqlite3_bind_int64(fHandle, index, value));
+  check(sqlite3_bind_int64(handle(), index, value));
   return *this;
 }
 
 Statement& Statement::bind(int index, double value) {
-  check(sqlite3_bind_double(fHandle, index, value));
+  check(sqlite3_bind_double(handle(), index, value));
   return *this;
 }
 
 Statement& Statement::bindText(int index, std::string_view text) {
   // A null pointer would bind NULL. The static destructor promises that the bytes stay: nothing is copied.
-  check(sqlite3_bind_text64(fHandle, index, text.data() == nullptr ? "" : text.data(), text.size(), SQLITE_STATIC,
+  check(sqlite3_bind_text64(handle(), index, text.data() == nullptr ? "" : text.data(), text.size(), SQLITE_STATIC,
                             SQLITE_UTF8));
   return *this;
 }
 
 Statement& Statement::bindBlob(int index, std::string_view bytes) {
-  check(sqlite3_bind_blob64(fHandle, index, bytes.data() == nullptr ? "" : bytes.data(), bytes.size(), SQLITE_STATIC));
+  check(sqlite3_bind_blob64(handle(), index, bytes.data() == nullptr ? "" : bytes.data(), bytes.size(), SQLITE_STATIC));
   return *this;
 }
 
 Statement& Statement::bindNull(int index) {
-  check(sqlite3_bind_null(fHandle, index));
+  check(sqlite3_bind_null(handle(), index));
   return *this;
 }
 
 bool Statement::step() {
-  const int code = sqlite3_step(fHandle);
+  const int code = sqlite3_step(handle());
   if (code == SQLITE_ROW) return true;
   if (code == SQLITE_DONE) return false;
   fDatabase->fail(code, sqlite3_stmt_readonly(fHandle) != 0 ? "cannot read" : "cannot write");
@@ -183,13 +196,13 @@ void Database::execute(const char* sql) {
   if (code != SQLITE_OK) fail(code, "cannot access the store");
 }
 
-Statement Database::prepare(std::string_view sql) {
-  sqlite3_stmt* handle = nullptr;
-  const int code = sqlite3_prepare_v3(fHandle, sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
-                                      &handle, nullptr);
-  if (code != SQLITE_OK) fail(code, "cannot access the store");
-  return {*this, handle};
+Statement Database::prepare(std::string sql) {
+  Statement statement = prepareLater(std::move(sql));
+  statement.handle();
+  return statement;
 }
+
+Statement Database::prepareLater(std::string sql) noexcept { return {*this, std::move(sql)}; }
 
 std::int64_t Database::askInteger(const char* sql) {
   Statement question = prepare(sql);

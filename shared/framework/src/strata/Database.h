@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <strata/StoreError.h>
 
@@ -14,7 +15,7 @@ namespace strata {
 
 class Database;
 
-/// One prepared statement. Values that are bound must live until the statement was reset: nothing is copied.
+/// One statement. Values that are bound must live until the statement was reset: nothing is copied.
 /// Threads: with its database, one at a time.
 class Statement {
  public:
@@ -23,7 +24,8 @@ class Statement {
   Statement& operator=(Statement&& other) noexcept;
   ~Statement();
 
-  [[nodiscard]] explicit operator bool() const noexcept { return fHandle != nullptr; }
+  /// False for a default-constructed one.
+  [[nodiscard]] explicit operator bool() const noexcept { return fDatabase != nullptr; }
 
   /// Parameters count from 1.
   Statement& bind(int index, std::int64_t value);
@@ -51,11 +53,14 @@ class Statement {
 
  private:
   friend class Database;
-  Statement(Database& database, sqlite3_stmt* handle) noexcept : fDatabase(&database), fHandle(handle) {}
+  Statement(Database& database, std::string sql) noexcept : fDatabase(&database), fSql(std::move(sql)) {}
+  /// Prepares it unless it is.
+  sqlite3_stmt* handle();
   void check(int code) const;
 
   Database* fDatabase = nullptr;
   sqlite3_stmt* fHandle = nullptr;
+  std::string fSql;  // until it is prepared
 };
 
 /// Resets a statement at the end of a scope, so that no cursor stays open after an exception.
@@ -90,7 +95,10 @@ class Database {
   void execute(const char* sql);
   void execute(const std::string& sql) { execute(sql.c_str()); }
   /// For statements that are used more than once.
-  [[nodiscard]] Statement prepare(std::string_view sql);
+  [[nodiscard]] Statement prepare(std::string sql);
+  /// The same, but prepared with its first use: a store has hundreds of statements at hand, most of which no session
+  /// needs, and preparing them took two thirds of the time to open one. What is wrong with it is told then.
+  [[nodiscard]] Statement prepareLater(std::string sql) noexcept;
   /// The first column of the first row of a question that always has one.
   [[nodiscard]] std::int64_t askInteger(const char* sql);
 

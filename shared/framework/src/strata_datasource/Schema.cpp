@@ -197,11 +197,11 @@ void prepareClass(strata::Database& database, ClassPlan& plan) {
     parameters += ", ?";
   }
   plan.selectRange =
-      database.prepare("SELECT id" + columns + " FROM " + plan.table + " WHERE id BETWEEN ?1 AND ?2 ORDER BY id");
-  plan.selectAll = database.prepare("SELECT e.id, e.uuid FROM " + plan.table +
-                                    " t CROSS JOIN element e ON e.id = t.id ORDER BY t.id");
-  plan.insert = database.prepare("INSERT INTO " + plan.table + " VALUES(?" + parameters + ")");
-  plan.remove = database.prepare("DELETE FROM " + plan.table + " WHERE id = ?1");
+      database.prepareLater("SELECT id" + columns + " FROM " + plan.table + " WHERE id BETWEEN ?1 AND ?2 ORDER BY id");
+  plan.selectAll = database.prepareLater("SELECT e.id, e.uuid FROM " + plan.table +
+                                         " t CROSS JOIN element e ON e.id = t.id ORDER BY t.id");
+  plan.insert = database.prepareLater("INSERT INTO " + plan.table + " VALUES(?" + parameters + ")");
+  plan.remove = database.prepareLater("DELETE FROM " + plan.table + " WHERE id = ?1");
 }
 
 void prepareCollection(strata::Database& database, CollectionPlan& plan) {
@@ -209,24 +209,24 @@ void prepareCollection(strata::Database& database, CollectionPlan& plan) {
   const bool isMap = plan.place == Place::MapTable;
   const std::string range = " WHERE c.owner BETWEEN ?1 AND ?2 ORDER BY c.owner, c.position";
   if (plan.place == Place::ReferenceTable) {
-    plan.selectRange = database.prepare("SELECT c.owner, c.value, e.uuid, e.class FROM " + table +
-                                        " c LEFT JOIN element e ON e.id = c.value" + range);
+    plan.selectRange = database.prepareLater("SELECT c.owner, c.value, e.uuid, e.class FROM " + table +
+                                             " c LEFT JOIN element e ON e.id = c.value" + range);
   } else {
-    plan.selectRange = database.prepare(std::string("SELECT c.owner, ") + (isMap ? "c.\"key\", " : "") +
-                                        "c.value FROM " + table + " c" + range);
+    plan.selectRange = database.prepareLater(std::string("SELECT c.owner, ") + (isMap ? "c.\"key\", " : "") +
+                                             "c.value FROM " + table + " c" + range);
   }
-  plan.selectPositions = database.prepare(std::string("SELECT position, ") + (isMap ? "\"key\", " : "") +
-                                          "value FROM " + table + " WHERE owner = ?1 ORDER BY position");
+  plan.selectPositions = database.prepareLater(std::string("SELECT position, ") + (isMap ? "\"key\", " : "") +
+                                               "value FROM " + table + " WHERE owner = ?1 ORDER BY position");
   plan.selectLast =
-      database.prepare("SELECT position FROM " + table + " WHERE owner = ?1 ORDER BY position DESC LIMIT 1");
+      database.prepareLater("SELECT position FROM " + table + " WHERE owner = ?1 ORDER BY position DESC LIMIT 1");
   if (isLookedUp(plan)) {
-    plan.selectReferrers = database.prepare("SELECT owner FROM " + table + " WHERE value = ?1");
+    plan.selectReferrers = database.prepareLater("SELECT owner FROM " + table + " WHERE value = ?1");
   }
-  plan.insert =
-      database.prepare("INSERT OR REPLACE INTO " + table + (isMap ? " VALUES(?1, ?2, ?3, ?4)" : " VALUES(?1, ?2, ?3)"));
-  plan.removeOwner = database.prepare("DELETE FROM " + table + " WHERE owner = ?1");
-  plan.removeAt = database.prepare("DELETE FROM " + table + " WHERE owner = ?1 AND position = ?2");
-  plan.removeFrom = database.prepare("DELETE FROM " + table + " WHERE owner = ?1 AND position >= ?2");
+  plan.insert = database.prepareLater("INSERT OR REPLACE INTO " + table +
+                                      (isMap ? " VALUES(?1, ?2, ?3, ?4)" : " VALUES(?1, ?2, ?3)"));
+  plan.removeOwner = database.prepareLater("DELETE FROM " + table + " WHERE owner = ?1");
+  plan.removeAt = database.prepareLater("DELETE FROM " + table + " WHERE owner = ?1 AND position = ?2");
+  plan.removeFrom = database.prepareLater("DELETE FROM " + table + " WHERE owner = ?1 AND position >= ?2");
 }
 
 /// 64-bit FNV-1a. A change of the meta-model is an accident, not an attack.

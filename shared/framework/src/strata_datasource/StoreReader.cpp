@@ -50,17 +50,17 @@ void StoreState::damaged(const std::string& text) const {
 
 StoreReader::StoreReader(StoreState& state) : fState(state) {
   strata::Database& database = state.database;
-  fSelectElements = database.prepare(
+  fSelectElements = database.prepareLater(
       "SELECT id, uuid, class, container, role, position FROM element WHERE id BETWEEN ?1 AND ?2 ORDER BY id");
-  fSelectElement = database.prepare("SELECT id, uuid, class FROM element WHERE id = ?1");
-  fSelectByUuid = database.prepare("SELECT id, uuid, class FROM element WHERE uuid = ?1");
-  fSelectContents = database.prepare(
+  fSelectElement = database.prepareLater("SELECT id, uuid, class FROM element WHERE id = ?1");
+  fSelectByUuid = database.prepareLater("SELECT id, uuid, class FROM element WHERE uuid = ?1");
+  fSelectContents = database.prepareLater(
       "SELECT container, role, id, uuid, class, position FROM element WHERE container BETWEEN ?1 AND ?2 "
       "ORDER BY container, role, position, id");
-  fSelectEmptyPlaces = database.prepare(
+  fSelectEmptyPlaces = database.prepareLater(
       "SELECT container, role, position FROM empty_place WHERE container BETWEEN ?1 AND ?2 "
       "ORDER BY container, role, position");
-  fSelectTop = database.prepare(
+  fSelectTop = database.prepareLater(
       "SELECT id, uuid, class FROM element WHERE container IS NULL AND role IS NULL ORDER BY position, id");
 }
 
