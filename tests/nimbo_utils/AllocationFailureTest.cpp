@@ -6,9 +6,15 @@
 #include <gtest/gtest.h>
 
 #include <tarn/kern/ModelCompare.h>
+#include <tarn/kern/io/JSONParser.h>
+#include <tarn/kern/io/JSONSerializer.h>
+#include <tarn/kern/io/XmlParser.h>
+#include <tarn/kern/io/XmlSerializer.h>
 
 #include "quillon/nimbo/BinParser.h"
 #include "quillon/nimbo/BinSerializer.h"
+#include "quillon/nimbo/Cloner.h"
+#include "quillon/nimbo/Duplicate.h"
 #include "support/EveryAllocation.h"
 #include "support/Loading.h"
 #include "support/MoneySerializer.h"
@@ -26,7 +32,8 @@ using testsupport::emptyModel;
 using testsupport::failEveryAllocation;
 using Failing = testsupport::AllocationLimit::Failing;
 
-constexpr BinFormat kFormats[] = {BinFormat::Binary, BinFormat::BinaryZlib, BinFormat::BinaryZstd};
+constexpr BinFormat kFormats[] = {BinFormat::Binary, BinFormat::BinaryZlib, BinFormat::BinaryZstd,
+                                  BinFormat::Json,   BinFormat::JsonZlib,   BinFormat::JsonZstd};
 
 /// Something of everything, in few elements: the test takes the square of the time.
 Model sample() {
@@ -45,27 +52,88 @@ Model inhabited() {
   return model;
 }
 
-class AllocationFailure : public testing::TestWithParam<Failing> {};
-
-TEST_P(AllocationFailure, OfALoadingLeavesTheModelAsItWas) {
-  const Model source = sample();
-  const Model untouched = inhabited();
-  for (const BinFormat format : kFormats) {
-    SCOPED_TRACE(static_cast<char>(format));
-    const std::string container = testsupport::saved(source->getTopLevelElements(), format);
+class AllocationFailure : public testing::TestWithParam<Failing> {
+ protected:
+  /// Whatever brings the elements of `sample()` into a model: all of them, or none.
+  template <class Fill>
+  static void expectAllOrNothing(Fill fill) {
+    const std::size_t elements = sample()->getElementCount();
+    const Model untouched = inhabited();
     Model model;
     const long failures = failEveryAllocation(
-        GetParam(), [&] { model = inhabited(); }, [&] { testsupport::loadInto(model, container); },
+        GetParam(), [&] { model = inhabited(); }, [&] { fill(model); },
         [&](bool failed) {
           EXPECT_EQ(model->getTransactionDepth(), 0U);
           if (failed) {
             EXPECT_TRUE(kern::modelsEqual(model, untouched));
           } else {
-            EXPECT_EQ(model->getElementCount(), source->getElementCount() + untouched->getElementCount());
+            EXPECT_EQ(model->getElementCount(), elements + untouched->getElementCount());
           }
         });
     EXPECT_GT(failures, 50);
   }
+
+  /// Whatever makes a text of a model: the right one, or a failure that is told.
+  template <class Write>
+  static void expectTextOrFailure(Write write) {
+    const Model model = sample();
+    const Model same = sample();
+    const std::string whole = write(model);
+    std::string text;
+    const long failures = failEveryAllocation(
+        GetParam(), [&] { text.clear(); }, [&] { text = write(model); },
+        [&](bool failed) {
+          if (!failed) {
+            EXPECT_EQ(text, whole);
+          }
+          EXPECT_TRUE(kern::modelsEqual(model, same));
+        });
+    EXPECT_GT(failures, 20);
+  }
+};
+
+TEST_P(AllocationFailure, OfALoadingLeavesTheModelAsItWas) {
+  const Model source = sample();
+  for (const BinFormat format : kFormats) {
+    SCOPED_TRACE(static_cast<char>(format));
+    const std::string container = testsupport::saved(source->getTopLevelElements(), format);
+    expectAllOrNothing([&](const Model& model) { testsupport::loadInto(model, container); });
+  }
+}
+
+template <class Parser>
+void parseInto(const Model& model, const std::string& text) {
+  Parser parser;
+  parser.setModel(model);
+  parser.parseString(text);
+}
+
+template <class Serializer>
+std::string textOf(const Model& model) {
+  std::string text;
+  Serializer().serialize(model, kern::io::SerializationOutput::forUTF8String(text));
+  return text;
+}
+
+TEST_P(AllocationFailure, OfReadingATextLeavesTheModelAsItWas) {
+  const Model source = sample();
+  const std::string json = textOf<kern::io::JSONSerializer>(source);
+  expectAllOrNothing([&](const Model& model) { parseInto<kern::io::JSONParser>(model, json); });
+  const std::string xml = textOf<kern::io::XmlSerializer>(source);
+  expectAllOrNothing([&](const Model& model) { parseInto<kern::io::XmlParser>(model, xml); });
+}
+
+TEST_P(AllocationFailure, OfCloningLeavesTheTargetAsItWas) {
+  const Model source = sample();
+  const Model same = sample();
+  expectAllOrNothing([&](const Model& model) { Cloner(model).clone(source->getTopLevelElements()); });
+  expectAllOrNothing([&](const Model& model) { static_cast<void>(duplicate(source->getTopLevelElements(), model)); });
+  EXPECT_TRUE(kern::modelsEqual(source, same));
+}
+
+TEST_P(AllocationFailure, OfWritingATextIsToldAndHarmless) {
+  expectTextOrFailure(&textOf<kern::io::JSONSerializer>);
+  expectTextOrFailure(&textOf<kern::io::XmlSerializer>);
 }
 
 TEST_P(AllocationFailure, OfASavingIsToldAndHarmless) {

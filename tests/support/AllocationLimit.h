@@ -2,9 +2,10 @@
 
 namespace testsupport {
 
-/// While it lives only so many calls of `operator new` succeed, in all threads of the process; every later one fails,
-/// or only the one after them. For promises of the kind "whichever allocation fails, nothing has changed". A test
-/// program that uses it compiles AllocationLimit.cpp in, which replaces the global operators. One limit at a time.
+/// While it lives only so many allocations succeed, in all threads of the process; every later one fails, or only the
+/// one after them. All kinds count: `operator new`, malloc, calloc and realloc, also those of the libraries below us.
+/// For promises of the kind "whichever allocation fails, nothing has changed". A test program that uses it compiles
+/// AllocationLimit.cpp in, which puts itself in their place. One limit at a time.
 class AllocationLimit {
  public:
   enum class Failing {

@@ -6,10 +6,10 @@
 #include <utility>
 #include <vector>
 
+#include "CompressedBytes.h"
 #include "CountedStreamBuf.h"
 #include "MemoryStreamBuf.h"
 #include "StreamWalker.h"
-#include "quillon/nimbo/Compression.h"
 
 namespace quillon::nimbo {
 
@@ -215,7 +215,7 @@ void BinEventReader::readStored(StreamIArchive& archive, char letter) {
       payload.assign(block.begin(), block.end());
     } else {
       const bool isZstd = letter == 'z' || letter == 'c';
-      payload = isZstd ? uncompressZSTD(block) : uncompress(block.data(), block.size());
+      payload = detail::decompressed(block, isZstd);
       if (payload.empty() && !isZstd && !isText) {
         throw BinStreamError(kLetterBytes + kLengthBytes, "a stream in gzip form", "data that is damaged or cut short");
       }

@@ -22,6 +22,7 @@
 #include <tarn/kern/meta/MetaRegistry.h>
 
 #include "BinParserTables.h"
+#include "CompressedBytes.h"
 #include "MemoryStreamBuf.h"
 #include "PackageUris.h"
 #include "PendingReferences.h"
@@ -32,7 +33,6 @@
 #include "TypeTags.h"
 #include "quillon/nimbo/BinFormat.h"
 #include "quillon/nimbo/BinSerializationException.h"
-#include "quillon/nimbo/Compression.h"
 #include "quillon/nimbo/CustomBinSerializerBase.h"
 #include "quillon/nimbo/SerializationTag.h"
 
@@ -592,7 +592,7 @@ namespace {
 std::string decompressedPayload(StreamIArchive& archive, bool isZstd) {
   std::vector<std::uint8_t> compressed;
   archive >> compressed;
-  return isZstd ? uncompressZSTD(compressed) : uncompress(compressed.data(), compressed.size());
+  return detail::decompressed(compressed, isZstd);
 }
 
 /// The text in a container of JSON, as it stands.

@@ -1,5 +1,6 @@
 #include "quillon/nimbo/BinSerializer.h"
 
+#include <new>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -62,7 +63,7 @@ std::vector<kern::ustring> usedPackageUris(const std::vector<ModelElement>& elem
 void writeCompressed(StreamOArchive& archive, BinFormat letter, std::string_view payload) {
   if (letter == BinFormat::BinaryZlib || letter == BinFormat::JsonZlib) {
     std::vector<std::uint8_t> bytes;
-    detail::compressGzip(bytes, payload);
+    if (!detail::compressGzip(bytes, payload)) throw std::bad_alloc();
     archive << bytes;
   } else {
     const detail::CompressedFrame frame = detail::compressZstd(payload, kZstdLevel);

@@ -5,10 +5,12 @@
 #include <array>
 #include <atomic>
 #include <memory>
+#include <new>
 #include <stdexcept>
 
 #include <zlib.h>
 #include <zstd.h>
+#include <zstd_errors.h>
 
 #include "CompressedBytes.h"
 
@@ -41,6 +43,12 @@ struct EndInflate {
 
 [[noreturn]] void refuse(const std::string& why) { throw std::length_error("compressed data: " + why); }
 
+/// What a failure of zstd means: damaged data are the caller's affair, want of memory is not.
+[[noreturn]] void refuseZstd(const char* what, std::size_t failure) {
+  if (ZSTD_getErrorCode(failure) == ZSTD_error_memory_allocation) throw std::bad_alloc();
+  refuse(std::string(what) + ZSTD_getErrorName(failure));
+}
+
 void checkLimit(std::uint64_t size) {
   const std::uint64_t limit = getDecompressionLimit();
   if (size <= limit) return;
@@ -64,42 +72,20 @@ std::size_t announcedSize(const std::vector<std::uint8_t>& frame) {
 /// Decompresses into `size` bytes at `target` and returns how many there were.
 std::size_t decompressFrame(char* target, std::size_t size, const std::vector<std::uint8_t>& frame) {
   const std::size_t written = ZSTD_decompress(target, size, frame.data(), frame.size());
-  if (ZSTD_isError(written) != 0) refuse(std::string("the zstd frame is damaged: ") + ZSTD_getErrorName(written));
+  if (ZSTD_isError(written) != 0) refuseZstd("the zstd frame is damaged: ", written);
   return written;
 }
 
-}  // namespace
-
-void detail::compressGzip(std::vector<std::uint8_t>& out, std::string_view in) {
+/// False when there was no memory for zlib. Damaged data leave `out` empty.
+[[nodiscard]] bool uncompressGzip(std::string& out, const void* data, std::size_t size) {
   out.clear();
-  z_stream stream{};
-  stream.next_in = reinterpret_cast<const Bytef*>(in.data());
-  stream.avail_in = static_cast<uInt>(in.size());
-  const int started = deflateInit2_(&stream, kGzipLevel, Z_DEFLATED, kGzipWindowBits, kGzipMemoryLevel,
-                                    Z_DEFAULT_STRATEGY, ZLIB_VERSION, static_cast<int>(sizeof stream));
-  if (started != Z_OK) return;
-  const std::unique_ptr<z_stream, EndDeflate> end(&stream);
-
-  std::array<Bytef, kGzipStep> buffer;
-  do {
-    stream.next_out = buffer.data();
-    stream.avail_out = kGzipStep;
-    if (deflate(&stream, Z_FINISH) < 0) return;
-    out.insert(out.end(), buffer.data(), stream.next_out);
-  } while (stream.avail_out == 0);
-}
-
-void compress(std::vector<std::uint8_t>& out, const std::string& in) { detail::compressGzip(out, in); }
-
-std::string uncompress(const void* data, std::size_t size) {
-  if (data == nullptr || size == 0) return {};
+  if (data == nullptr || size == 0) return true;
   z_stream stream{};
   stream.next_in = static_cast<const Bytef*>(data);
   stream.avail_in = static_cast<uInt>(size);
-  if (inflateInit2_(&stream, kGzipWindowBits, ZLIB_VERSION, static_cast<int>(sizeof stream)) != Z_OK) return {};
+  if (inflateInit2_(&stream, kGzipWindowBits, ZLIB_VERSION, static_cast<int>(sizeof stream)) != Z_OK) return false;
   const std::unique_ptr<z_stream, EndInflate> end(&stream);
 
-  std::string result;
   std::array<char, kGzipStep> buffer;
   int code = Z_OK;
   while (code == Z_OK) {
@@ -107,9 +93,42 @@ std::string uncompress(const void* data, std::size_t size) {
     stream.avail_out = kGzipStep;
     code = inflate(&stream, Z_SYNC_FLUSH);
     checkLimit(stream.total_out);
-    result.append(buffer.data(), stream.total_out - result.size());
+    out.append(buffer.data(), stream.total_out - out.size());
   }
-  return code == Z_STREAM_END ? result : std::string();
+  if (code != Z_STREAM_END) out.clear();
+  return code != Z_MEM_ERROR;
+}
+
+}  // namespace
+
+bool detail::compressGzip(std::vector<std::uint8_t>& out, std::string_view in) {
+  out.clear();
+  z_stream stream{};
+  stream.next_in = reinterpret_cast<const Bytef*>(in.data());
+  stream.avail_in = static_cast<uInt>(in.size());
+  const int started = deflateInit2_(&stream, kGzipLevel, Z_DEFLATED, kGzipWindowBits, kGzipMemoryLevel,
+                                    Z_DEFAULT_STRATEGY, ZLIB_VERSION, static_cast<int>(sizeof stream));
+  if (started != Z_OK) return false;
+  const std::unique_ptr<z_stream, EndDeflate> end(&stream);
+
+  std::array<Bytef, kGzipStep> buffer;
+  do {
+    stream.next_out = buffer.data();
+    stream.avail_out = kGzipStep;
+    if (deflate(&stream, Z_FINISH) < 0) return false;
+    out.insert(out.end(), buffer.data(), stream.next_out);
+  } while (stream.avail_out == 0);
+  return true;
+}
+
+void compress(std::vector<std::uint8_t>& out, const std::string& in) {
+  static_cast<void>(detail::compressGzip(out, in));
+}
+
+std::string uncompress(const void* data, std::size_t size) {
+  std::string out;
+  static_cast<void>(uncompressGzip(out, data, size));
+  return out;
 }
 
 detail::CompressedFrame detail::compressZstd(std::string_view in, int level) {
@@ -118,7 +137,7 @@ detail::CompressedFrame detail::compressZstd(std::string_view in, int level) {
   const std::size_t bound = ZSTD_compressBound(in.size());
   CompressedFrame frame{std::make_unique_for_overwrite<std::uint8_t[]>(bound), 0};
   frame.size = ZSTD_compress(frame.bytes.get(), bound, in.data(), in.size(), level);
-  if (ZSTD_isError(frame.size) != 0) refuse(std::string("zstd failed: ") + ZSTD_getErrorName(frame.size));
+  if (ZSTD_isError(frame.size) != 0) refuseZstd("zstd failed: ", frame.size);
   return frame;
 }
 
@@ -138,6 +157,13 @@ std::string uncompressZSTD(const std::vector<std::uint8_t>& in) {
   std::string result(size, '\0');
   result.resize(decompressFrame(result.data(), size, in));
   return result;
+}
+
+std::string detail::decompressed(const std::vector<std::uint8_t>& bytes, bool isZstd) {
+  if (isZstd) return uncompressZSTD(bytes);
+  std::string content;
+  if (!uncompressGzip(content, bytes.data(), bytes.size())) throw std::bad_alloc();
+  return content;
 }
 
 void setDecompressionLimit(std::uint64_t bytes) noexcept { decompressionLimit.store(bytes, std::memory_order_relaxed); }

@@ -10,7 +10,8 @@
 
 /// The two compressed forms that containers use, on whole buffers in memory. Bad data never ends in a wrong result: the
 /// gzip pair answers it with an empty text, the zstd pair with `std::length_error`. Where memory does not suffice,
-/// `std::bad_alloc` comes out. All functions may be called from any number of threads at once.
+/// `std::bad_alloc` comes out, but for the memory that zlib asks for itself: without that the gzip pair gives nothing.
+/// All functions may be called from any number of threads at once.
 namespace quillon::nimbo {
 
 /// Replaces `out` by `in` as a gzip stream of the highest level. An empty text makes a complete stream too.
