@@ -48,7 +48,7 @@ void StoreState::damaged(const std::string& text) const {
   throw strata::StoreError(strata::StoreError::Kind::Damaged, database.path(), text + "; restore a backup");
 }
 
-StoreReader::StoreReader(StoreState& state) : fState(state) {
+StoreReader::StoreReader(StoreState& state) : fState(state), fPairs(state) {
   strata::Database& database = state.database;
   fSelectElements = database.prepareLater(
       "SELECT id, uuid, class, container, role, position FROM element WHERE id BETWEEN ?1 AND ?2 ORDER BY id");
@@ -62,6 +62,7 @@ StoreReader::StoreReader(StoreState& state) : fState(state) {
       "ORDER BY container, role, position");
   fSelectTop = database.prepareLater(
       "SELECT id, uuid, class FROM element WHERE container IS NULL AND role IS NULL ORDER BY position, id");
+  fSelectContainer = database.prepareLater("SELECT container FROM element WHERE id = ?1");
 }
 
 // --- Proxies.
@@ -114,6 +115,14 @@ ElementRecord* StoreReader::find(const boost::uuids::uuid& uuid) {
   fState.codec.forget();
   fState.codec.bindUuid(fSelectByUuid, 1, uuid);
   return fSelectByUuid.step() ? proxy(fSelectByUuid.integer(0), fSelectByUuid, 1, 2) : nullptr;
+}
+
+/// The element, which may be null, if its class suits the property: the file can be anybody's.
+ElementRecord* StoreReader::fitting(const SlotInfo& slot, ElementRecord* element) const {
+  if (element == nullptr || element->getMetaClass()->conformsTo(slot.property->getType())) return element;
+  fState.damaged("an element of the class " + bedrock::i18n::to_string(element->getMetaClass()->getQualifiedName()) +
+                 " stands in the property " + bedrock::i18n::to_string(slot.property->getName()) + ", which is for " +
+                 bedrock::i18n::to_string(slot.property->getType()->getQualifiedName()));
 }
 
 void StoreReader::collect(Statement& rows, std::vector<Record*>& found) {
@@ -185,6 +194,9 @@ StoreReader::Batch StoreReader::readElements(std::int64_t from, std::int64_t to)
     if (record == nullptr || record->state != State::Unloaded) continue;
     const std::int64_t position = fSelectElements.integer(5);
     if (position < -kLastId || position > kLastId) fState.damaged("a position is out of range");
+    if (fSelectElements.isNull(3) != fSelectElements.isNull(4)) {
+      fState.damaged("the element of the id " + std::to_string(id) + " has a container or a role, and not both");
+    }
     batch.push_back({id, record, &plan, fSelectElements.integer(3), fSelectElements.integer(4), position,
                      fSelectElements.isNull(3)});
   }
@@ -198,6 +210,9 @@ void StoreReader::fill(Batch& batch) {
   readContents(batch);
   if (fState.hasEmptyPlaces) readEmptyPlaces(batch);
   for (Loading& loading : batch) place(loading);
+  std::vector<ElementRecord*> filled;
+  for (const Loading& loading : batch) filled.push_back(loading.record);
+  fPairs.check(filled);
   for (const Loading& loading : batch) {  // each is complete when it is live
     if (loading.isTop) {
       fState.core.adoptTop(*loading.record);
@@ -256,7 +271,7 @@ void StoreReader::readColumnsOf(ClassPlan& plan, Batch& batch) {
       if (slot.shape == SlotShape::Single) {
         fState.codec.readSingle(plan.selectRange, column, slot, area);
       } else if (!plan.selectRange.isNull(column)) {
-        loading->record->reference(slot) = resolve(plan.selectRange.integer(column));
+        loading->record->reference(slot) = fitting(slot, resolve(plan.selectRange.integer(column)));
       }
     }
   }
@@ -308,10 +323,13 @@ void StoreReader::readCollection(CollectionPlan& plan, Batch& batch) {
         ElementRecord* member = nullptr;
         if (!rows.isNull(1)) {
           if (rows.isNull(2)) fState.damaged("the table " + plan.table + " refers to an element that is not there");
-          member = proxy(rows.integer(1), rows, 2, 3);
+          member = fitting(*slot, proxy(rows.integer(1), rows, 2, 3));
           if (member == nullptr) break;
         }
         ElementList& list = record.list(*slot);
+        if (member != nullptr && plan.property->isUnique && list.find(member) != ElementList::kNone) {
+          fState.damaged("the table " + plan.table + " holds a member twice");
+        }
         list.reserve(1);
         list.insertAt(list.physicalSize(), member);
         break;
@@ -333,10 +351,10 @@ void StoreReader::readContents(Batch& batch) {
     if (role == nullptr || role->owner != loading->plan) {
       fState.damaged("an element stands in a property that its container's class does not have");
     }
-    ElementRecord* child = proxy(fSelectContents.integer(2), fSelectContents, 3, 4);
-    if (child == nullptr) continue;
     ElementRecord& parent = *loading->record;
     const SlotInfo& slot = parent.layout().slots[role->slot];
+    ElementRecord* child = fitting(slot, proxy(fSelectContents.integer(2), fSelectContents, 3, 4));
+    if (child == nullptr) continue;
     if (slot.shape == SlotShape::Reference) {
       if (parent.reference(slot) != nullptr) fState.damaged("two elements stand in a property that holds one");
       parent.reference(slot) = child;
@@ -368,7 +386,9 @@ void StoreReader::readEmptyPlaces(Batch& batch) {
       if (loading == nullptr) continue;
       const Role* role = fState.schema.role(fSelectEmptyPlaces.integer(1));
       if (role == nullptr || role->owner != loading->plan) fState.damaged("an empty place is in no known property");
-      gaps.push_back({loading, &loading->record->layout().slots[role->slot], fSelectEmptyPlaces.integer(2)});
+      const SlotInfo& slot = loading->record->layout().slots[role->slot];
+      if (slot.shape != SlotShape::Elements) fState.damaged("an empty place is in a property that holds one element");
+      gaps.push_back({loading, &slot, fSelectEmptyPlaces.integer(2)});
     }
   }
   strata::Statement before = fState.database.prepare(
@@ -397,6 +417,31 @@ void StoreReader::place(Loading& loading) {
   }
   record.container = container;
   record.containerSlot = role->slot;
+  static_cast<void>(fitting(container->layout().slots[role->slot], &record));
+  // Where containers are older than what they contain, nothing contains itself; almost all are.
+  if (loading.container >= loading.id) checkRooted(record, *container);
+}
+
+/// Refuses an element that contains itself, directly or by way of others. In such a circle one at least is not younger
+/// than its container: that one cannot be loaded, and so the circle is never closed in memory.
+void StoreReader::checkRooted(Record& element, Record& container) {
+  std::unordered_set<ElementRecord*> way = {&element};
+  for (ElementRecord* at = &container; at != nullptr; at = containerOf(*at)) {
+    if (!way.insert(at).second)
+      fState.damaged("the element of the id " + std::to_string(fState.idOf(at)) + " contains itself");
+    if (fRooted.contains(fState.idOf(at))) break;
+  }
+  for (const ElementRecord* passed : way) {
+    if (fState.ids.hasRow(passed->index)) fRooted.insert(fState.idOf(passed));
+  }
+}
+
+ElementRecord* StoreReader::containerOf(Record& element) {
+  if (element.state != State::Unloaded) return element.container;
+  const StatementUse use(fSelectContainer);
+  fSelectContainer.bind(1, fState.idOf(&element));
+  if (!fSelectContainer.step() || fSelectContainer.isNull(0)) return nullptr;
+  return resolve(fSelectContainer.integer(0));
 }
 
 // --- Who refers to an element.

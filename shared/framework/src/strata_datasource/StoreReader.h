@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "Binding.h"
+#include "PairCheck.h"
 
 namespace strata_datasource {
 
@@ -50,6 +53,8 @@ class StoreReader {
   void readContents(Batch& batch);
   void readEmptyPlaces(Batch& batch);
   void place(Loading& loading);
+  void checkRooted(Record& element, Record& container);
+  [[nodiscard]] Record* containerOf(Record& element);
   void abandon(Batch& batch) noexcept;
 
   [[nodiscard]] static Loading* findIn(Batch& batch, std::int64_t id, std::size_t& at) noexcept;
@@ -60,6 +65,7 @@ class StoreReader {
   Record* proxy(std::int64_t id, const strata::Statement& row, int uuidColumn, int classColumn);
   Record* resolve(std::int64_t id);
   ClassPlan& classOf(std::int64_t id) const;
+  Record* fitting(const tarn::kern::internal::SlotInfo& slot, Record* element) const;
 
   StoreState& fState;
   strata::Statement fSelectElements;
@@ -68,6 +74,9 @@ class StoreReader {
   strata::Statement fSelectContents;
   strata::Statement fSelectEmptyPlaces;
   strata::Statement fSelectTop;
+  strata::Statement fSelectContainer;
+  PairCheck fPairs;
+  std::unordered_set<std::int64_t> fRooted;  // ids from which the way up was followed to its end
 };
 
 }  // namespace strata_datasource
