@@ -149,12 +149,17 @@ Database::Database(const std::string& path, bool readOnly) : fPath(path), fReadO
     if (code != SQLITE_OK) fail(code, "cannot open");
     configure();
   } catch (...) {
-    sqlite3_close_v2(fHandle);
+    close();
     throw;
   }
 }
 
-Database::~Database() { sqlite3_close_v2(fHandle); }
+Database::~Database() { close(); }
+
+void Database::close() noexcept {
+  sqlite3_finalize(fRollback);
+  sqlite3_close_v2(fHandle);
+}
 
 void Database::configure() {
   sqlite3_extended_result_codes(fHandle, 1);
@@ -180,6 +185,8 @@ void Database::configure() {
   execute("PRAGMA temp_store=MEMORY");
   execute("PRAGMA synchronous=EXTRA");
   execute("PRAGMA cache_size=-" + std::to_string(kCacheKibibytes));
+  const int code = sqlite3_prepare_v3(fHandle, "ROLLBACK", -1, SQLITE_PREPARE_PERSISTENT, &fRollback, nullptr);
+  if (code != SQLITE_OK) fail(code, "cannot set up SQLite");
 }
 
 void Database::settle(const std::string& path) {
@@ -213,6 +220,12 @@ bool Database::wasWriteRefused() const noexcept {
   return fLastFailure == SQLITE_IOERR_WRITE || (fLastFailure & 0xFF) == SQLITE_FULL;
 }
 
+void Database::rollBack() noexcept {
+  sqlite3_step(
+      fRollback);  // should it tell an error: nothing of the transaction is in the file, its journal sees to it
+  sqlite3_reset(fRollback);
+}
+
 bool Database::isInTransaction() const noexcept { return sqlite3_get_autocommit(fHandle) == 0; }
 
 void Database::fail(int code, const char* what) const {
@@ -232,11 +245,7 @@ DatabaseTransaction::DatabaseTransaction(Database& database, Kind kind) : fDatab
 }
 
 DatabaseTransaction::~DatabaseTransaction() {
-  if (!fOpen || !fDatabase.isInTransaction()) return;  // some failures have rolled back already
-  try {
-    fDatabase.execute("ROLLBACK");
-  } catch (...) {  // nothing of it is in the file: the journal brings back what was there
-  }
+  if (fOpen && fDatabase.isInTransaction()) fDatabase.rollBack();  // some failures have rolled back already
 }
 
 void DatabaseTransaction::commit() {

@@ -105,6 +105,8 @@ class Database {
   [[nodiscard]] const std::string& path() const noexcept { return fPath; }
   [[nodiscard]] bool isReadOnly() const noexcept { return fReadOnly; }
   [[nodiscard]] bool isInTransaction() const noexcept;
+  /// Ends the open transaction as if it had not been. Needs no memory, since want of it may be the reason.
+  void rollBack() noexcept;
 
   /// True when the last failure was a write that the system refused: nothing of the transaction can have become
   /// durable.
@@ -116,10 +118,12 @@ class Database {
  private:
   friend class Statement;
   void configure();
+  void close() noexcept;
 
   std::string fPath;
   bool fReadOnly;
   sqlite3* fHandle = nullptr;
+  sqlite3_stmt* fRollback = nullptr;
   mutable int fLastFailure = 0;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -33,14 +34,21 @@ struct StoreState {
 
   /// A top-level element as the store has it: while it still stands at that place, its position in the store counts.
   struct StoredTop {
-    std::uint32_t topPosition = 0;
+    std::uint32_t topPosition = kNowhere;
     std::int64_t position = 0;
   };
+  static constexpr std::uint32_t kNowhere = std::numeric_limits<std::uint32_t>::max();
+  static constexpr std::int64_t kNoOrder = std::numeric_limits<std::int64_t>::min();
   std::unordered_map<std::uint32_t, StoredTop> tops;         // by place in the model's table
   std::unordered_map<std::uint32_t, std::int64_t> topOrder;  // by place among the top-level elements
   bool isComplete = false;      // everything that the file holds is in memory: no need to ask it
   bool hasEmptyPlaces = false;  // some composite collection holds a null member
 
+  /// After this, setTop for an element at those places cannot fail. Until then it changes nothing.
+  void reserveTop(std::uint32_t index, std::uint32_t topPosition) {
+    tops.try_emplace(index);
+    topOrder.try_emplace(topPosition, kNoOrder);
+  }
   void setTop(const tarn::kern::internal::ElementRecord& record, std::int64_t position) {
     tops[record.index] = {record.topPosition, position};
     topOrder[record.topPosition] = position;

@@ -30,8 +30,13 @@ class IdTable {
     return page == nullptr ? kUnknown : (*page)[static_cast<std::size_t>(id & kPageMask)];
   }
 
-  void set(std::uint32_t place, std::int64_t id) {
+  /// After this, set with the same place and id cannot fail.
+  void reserve(std::uint32_t place, std::int64_t id) {
     if (place >= fIds.size()) fIds.resize(static_cast<std::size_t>(place) + 1, 0);
+    static_cast<void>(page(id >> kPageBits));
+  }
+  void set(std::uint32_t place, std::int64_t id) {
+    reserve(place, id);
     page(id >> kPageBits)[static_cast<std::size_t>(id & kPageMask)] = place;
     put(place, id);
   }

@@ -251,7 +251,8 @@ std::int64_t DataSource::Binding::orderOf(const Record& element) const noexcept 
 
 std::int64_t DataSource::Binding::topOrderAt(std::uint32_t topPosition) const noexcept {
   const auto found = fState->topOrder.find(topPosition);
-  return found == fState->topOrder.end() ? 0 : found->second + kLastId + 1;  // positions may be negative
+  if (found == fState->topOrder.end() || found->second == StoreState::kNoOrder) return 0;
+  return found->second + kLastId + 1;  // positions may be negative
 }
 
 // --- Writing.

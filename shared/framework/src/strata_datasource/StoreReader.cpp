@@ -89,6 +89,8 @@ ElementRecord* StoreReader::proxy(std::int64_t id, const Statement& row, int uui
   if (fState.core.find(uuid) != nullptr) {
     fState.damaged("two elements bear the uuid " + std::string(row.text(uuidColumn)));
   }
+  // An element without its id would be taken for another one's double when its row is read again.
+  fState.ids.reserve(static_cast<std::uint32_t>(fState.core.table().size()), id);
   ElementRecord* record = fState.core.adopt(plan.type, uuid);
   fState.ids.set(record->index, id);
   return record;
@@ -215,6 +217,7 @@ void StoreReader::fill(Batch& batch) {
   fPairs.check(filled);
   for (const Loading& loading : batch) {  // each is complete when it is live
     if (loading.isTop) {
+      fState.reserveTop(loading.record->index, fState.core.reserveTop());
       fState.core.adoptTop(*loading.record);
       fState.setTop(*loading.record, loading.position);
     }

@@ -57,6 +57,15 @@ StoreWriter::SlotDirt& StoreWriter::Dirt::at(std::uint16_t slot) {
 // --- Noting.
 
 void StoreWriter::note(const Changes& changes) {
+  try {
+    noteAll(changes);
+  } catch (...) {
+    distrustCounts();  // the same changes will be noted again
+    throw;
+  }
+}
+
+void StoreWriter::noteAll(const Changes& changes) {
   std::size_t kills = 0;
   std::unordered_map<std::uint64_t, std::uint32_t> sizes;
   // Backwards, so that the sizes of lists are known at each entry: what came in at the end was appended.
@@ -149,7 +158,7 @@ void StoreWriter::write(Store store) {
       fState.schema.deferIndexes();
       fState.schema.createBase();
     }
-    if (!fInsertElement) {
+    if (!fInsertEmptyPlace) {  // the last one: when an earlier one fails, all are tried again
       strata::Database& database = fState.database;
       fInsertElement = database.prepare("INSERT INTO element VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
       fMoveElement = database.prepare("UPDATE element SET container = ?2, role = ?3, position = ?4 WHERE id = ?1");
@@ -170,7 +179,8 @@ void StoreWriter::write(Store store) {
     placeTops(work);
     writeRows(work);
     if (createStore) fState.schema.createDeferredIndexes();
-    commit(transaction);
+    for (const ElementRecord* record : work.tops) fState.reserveTop(record->index, record->topPosition);
+    commit(transaction);  // from here on nothing fails
   } catch (...) {
     if (createStore) {
       forgetStatements();
@@ -618,7 +628,11 @@ void StoreWriter::failed(Work& work) noexcept {
   for (const std::uint32_t place : work.numbered) {
     fState.ids.unset(place);
   }
-  // How many entries were appended is only true for what was noted since the last success.
+  distrustCounts();
+}
+
+/// How many entries were appended is only true for what was noted once, since the last success.
+void StoreWriter::distrustCounts() noexcept {
   for (auto& [record, dirt] : fDirty) {
     for (SlotDirt& slot : dirt.slots) slot.isWhole = true;
   }

@@ -91,6 +91,7 @@ class StoreWriter {
     std::vector<std::uint32_t> numbered;  // places in the table that were given an id
   };
 
+  void noteAll(const Changes& changes);
   void noteSlot(const Changes& changes, std::size_t entry, Record& element,
                 std::unordered_map<std::uint64_t, std::uint32_t>& sizes);
 
@@ -126,6 +127,7 @@ class StoreWriter {
 
   void succeeded(Work& work);
   void failed(Work& work) noexcept;
+  void distrustCounts() noexcept;
   void forgetStatements() noexcept;
 
   StoreState& fState;

@@ -108,7 +108,9 @@ class ModelCore {
   /// A new unloaded element, for the store. It has no place among the top-level elements.
   [[nodiscard]] ElementRecord* adopt(const meta::Class& type, const boost::uuids::uuid& uuid);
   /// Gives an element of the store that has no container its place among the top-level elements.
-  void adoptTop(ElementRecord& element);
+  void adoptTop(ElementRecord& element) noexcept;
+  /// Makes room for that, and tells the place.
+  [[nodiscard]] std::uint32_t reserveTop();
   /// An element of the store has got its references.
   void noteReferencesOf(const ElementRecord& element) noexcept;
 

@@ -48,8 +48,13 @@ ElementRecord* ModelCore::adopt(const meta::Class& type, const boost::uuids::uui
   return record;
 }
 
-void ModelCore::adoptTop(ElementRecord& element) {
+std::uint32_t ModelCore::reserveTop() {
   if (fTop.size() == fTop.capacity()) fTop.reserve(fTop.size() * 2 + 16);
+  return static_cast<std::uint32_t>(fTop.size());
+}
+
+void ModelCore::adoptTop(ElementRecord& element) noexcept {
+  assert(fTop.size() < fTop.capacity());
   element.topPosition = static_cast<std::uint32_t>(fTop.size());
   fTop.push_back(element.index);
   ++fTopCount;
