@@ -385,6 +385,59 @@ TEST_F(BinSerializerValue, ChangedDefaultsOfDataValuesAreWritten) {
   EXPECT_GT(payloadOf(lines).size(), plain);
 }
 
+TEST_F(BinSerializerValue, DataValuesMayReferToManyElements) {
+  meta::PackageBuilder builder(u"dataReferences");
+  auto& tour = builder.addDataType(u"Tour");
+  tour.attribute(u"stops", testsupport::sampleMetaModel().type(u"Box")).many();
+  builder.addClass(u"Guide").attribute(u"tour", tour).required();
+  const meta::Package package = builder.registerPackage();
+  const ModelElement guide =
+      kern::narrow<meta::Class>(package->getTypes().at(u"Guide"))->instantiate(fModel, uuidEndingIn(1));
+  ReflectiveDataType stops(kern::narrow<meta::DataType>(package->getTypes().at(u"Tour")));
+  const Value value = stops.getPropertyValue(stops.getType()->getProperty(u"stops"));
+  const ModelElement box = newSample(fModel, u"Box", 9);
+  for (int i = 0; i < 2; ++i) value.toElementCollection().addElement(box);
+  guide->set(guide->property(u"tour"), stops);
+
+  const std::string payload = payloadOf(guide);
+  EXPECT_EQ(payload, literalPayloadOf(guide));
+  EXPECT_BYTES(payload.substr(payload.size() - 114), R"(
+    02 00 00 00 00 00 00 00  05 00 00 00 00 00 00 00  73 00 74 00 6f 00 70 00 73 00   # stops
+    5b  6d  01 00 00 00 00 00 00 00                                                   # one: members are unique
+    02 00 00 00 00 00 00 00
+    03 00 00 00 00 00 00 00  0a 00 00 00 00 00 00 00
+    73 00 61 00 6d 00 70 00 6c 00 65 00 2e 00 42 00 6f 00 78 00                       # sample.Box
+    00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 09
+    46                                                                                # referred to
+    00 00 00 00 00 00 00 00
+    00 00 00 00 00 00 00 00
+    6e
+  )");
+}
+
+TEST_F(BinSerializerValue, DefaultsOfDataAndCustomValuesAreLeftOut) {
+  meta::PackageBuilder builder(u"structuredDefaults");
+  auto& holder = builder.addClass(u"Holder");
+  holder.attribute(u"at", testsupport::sampleMetaModel().type(u"Point")).required().defaultsTo(Value(point(1, 2)));
+  holder.attribute(u"price", testsupport::sampleMetaModel().type(u"Money")).required().defaultsTo(money(5));
+  const meta::Package package = builder.registerPackage();
+  const ModelElement element =
+      kern::narrow<meta::Class>(package->getTypes().at(u"Holder"))->instantiate(fModel, uuidEndingIn(1));
+  const auto nothing = payloadOf(element);
+  EXPECT_EQ(nothing, literalPayloadOf(element));
+  EXPECT_EQ(nothing.find(std::string("a\0t\0", 4)), std::string::npos);
+  EXPECT_EQ(nothing.find(std::string("p\0r\0i\0c\0e\0", 10)), std::string::npos);
+
+  element->set(element->property(u"at"), point(1, 3));
+  element->set(element->property(u"price"), Money{6});
+  EXPECT_EQ(payloadOf(element), literalPayloadOf(element));
+  EXPECT_GT(payloadOf(element).size(), nothing.size());
+
+  element->set(element->property(u"at"), point(1, 2));
+  element->set(element->property(u"price"), Money{5});
+  EXPECT_EQ(payloadOf(element), nothing);
+}
+
 TEST_F(BinSerializerValue, DataValuesMayNestToAnyDepth) {
   meta::PackageBuilder builder(u"nestedData");
   auto& onion = builder.addDataType(u"Onion");

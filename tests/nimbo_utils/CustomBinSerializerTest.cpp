@@ -192,6 +192,37 @@ TEST(CustomBinSerializer, WritesIntoThePayloadOfCompressedContainers) {
             plain.substr(1, plain.size() - 9));
 }
 
+TEST(CustomBinSerializer, MayRemoveElementsThatAreStillToBeWritten) {
+  meta::PackageBuilder builder(u"customRemoving");
+  builder.addPrimitive<Money>(
+      u"Coin", [](const Money&) { return std::u16string(); }, [](const std::u16string&) { return Money(); });
+  auto& purse = builder.addClass(u"Purse");
+  purse.attribute(u"coin", u"Coin").required();
+  purse.composite(u"inner", purse).many();
+  const meta::Package package = builder.registerPackage();
+  const auto purseClass = kern::narrow<meta::Class>(package->getTypes().at(u"Purse"));
+  const kern::Model model = emptyModel();
+  const ModelElement outer = purseClass->instantiate(model, uuidEndingIn(1));
+  const Value inner = outer->getPropertyValue(outer->property(u"inner"), kern::ReflectionPrivateTag::PUBLIC_ACCESS);
+  for (std::uint8_t last = 2; last <= 4; ++last) {
+    inner.toElementCollection().addElement(purseClass->instantiate(model, uuidEndingIn(last)));
+  }
+  int calls = 0;
+  const Scripted serializer(package->getTypes().at(u"Coin"), [&](StreamOArchive&) {
+    if (++calls == 2) inner.toElementCollection().clear();  // while the first of the three is being written
+  });
+  const std::string bytes = saved({outer});
+  EXPECT_EQ(calls, 2);
+  EXPECT_BYTES(bytes.substr(bytes.size() - 41), R"(
+    00 00 00 00 00 00 00 00   # end of the first one's properties
+    00 00 00 00 00 00 00 00   # the other two, which are no more
+    00 00 00 00 00 00 00 00
+    00 00 00 00 00 00 00 00   # end of the outer one's properties
+    6e
+    00 00 00 00 00 00 00 00
+  )");
+}
+
 TEST(CustomBinSerializer, EndsTheSavingByAnException) {
   const CustomType custom(u"customThrowing");
   const Scripted serializer(custom.type, [](StreamOArchive& archive) {

@@ -66,8 +66,27 @@ TEST_F(PayloadBufferTest, RefusesToLeaveWhatIsWritten) {
   EXPECT_EQ(text(), "abc");
 }
 
+TEST_F(PayloadBufferTest, SeeksForWritingOnly) {
+  fStream << "ab";
+  EXPECT_EQ(fBuffer.pubseekoff(0, std::ios_base::beg, std::ios_base::in), std::streampos(-1));
+  EXPECT_EQ(fBuffer.pubseekpos(1, std::ios_base::in), std::streampos(-1));
+  fStream << "c";
+  EXPECT_EQ(text(), "abc");
+}
+
+/// What streams that derive from a buffer may call. The pointer is one to the base's member and works on all of them.
+class Overflow : public std::streambuf {
+ public:
+  Overflow() = delete;
+  static int_type of(std::streambuf& buffer, int_type byte) { return (buffer.*&Overflow::overflow)(byte); }
+};
+
 TEST_F(PayloadBufferTest, TakesAnEndOfFileForNothingToWrite) {
-  EXPECT_NE(fBuffer.sputc('a'), std::char_traits<char>::eof());
+  constexpr auto kEof = std::char_traits<char>::eof();
+  EXPECT_NE(Overflow::of(fBuffer, kEof), kEof);
+  EXPECT_EQ(text(), "");
+  EXPECT_EQ(Overflow::of(fBuffer, 'a'), 'a');
+  EXPECT_NE(Overflow::of(fBuffer, kEof), kEof);
   EXPECT_EQ(text(), "a");
 }
 

@@ -54,6 +54,16 @@ TEST(PtrMap, HoldsNothingAtFirst) {
   EXPECT_TRUE(contentOf(map).empty());
 }
 
+TEST(PtrMap, PrefetchesAnyKeyAndNone) {
+  Counted::Impl record;
+  Counted::Impl unknown;
+  Map map;
+  map.prefetch(&record);
+  map.tryEmplace(&record, 1);
+  for (const Counted::Impl* key : {&record, &unknown, static_cast<Counted::Impl*>(nullptr)}) map.prefetch(key);
+  EXPECT_EQ(contentOf(map), (std::vector<std::pair<Counted::Impl*, std::uint64_t>>{{&record, 1}}));
+}
+
 TEST(PtrMap, KeepsTheFirstValueOfAKey) {
   Counted::Impl record;
   Map map;

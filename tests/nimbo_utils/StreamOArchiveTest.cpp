@@ -282,7 +282,13 @@ TEST(StreamOArchive, FlushesWhatTheStreamFlushes) {
 
   stream << std::unitbuf;
   archive << std::uint32_t{1} << true;
+  EXPECT_EQ(tiedBuffer.flushes, 4);
   EXPECT_EQ(buffer.flushes, 2);
+
+  stream.tie(nullptr);
+  archive << std::uint32_t{1} << true;
+  EXPECT_EQ(tiedBuffer.flushes, 4);
+  EXPECT_EQ(buffer.flushes, 4);
 }
 
 }  // namespace

@@ -1,9 +1,8 @@
-#include <tarn/kern/Collections.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <bedrock/except.h>
+#include <tarn/kern/Collections.h>
 #include <tarn/kern/Model.h>
 #include <tarn/kern/meta/StandardTypes.h>
 
@@ -78,6 +77,8 @@ TEST_F(CollectionsTest, KeepsTheFirstOfEqualValuesWhereDeclaredUnique) {
   EXPECT_THAT(labels.storage(), ElementsAre(u"b", u"a", u"c", u"d"));
   labels.setValue(0, Value(u"c"));
   EXPECT_THAT(labels.storage(), ElementsAre(u"a", u"c", u"d")) << "what it would become is there already";
+  labels.setValue(1, Value(u"c"));
+  EXPECT_THAT(labels.storage(), ElementsAre(u"a", u"c", u"d")) << "what it was";
 }
 
 TEST_F(CollectionsTest, HoldsTimesAndDataValuesGenerically) {
@@ -109,7 +110,9 @@ TEST_F(CollectionsTest, FindsNothingThatIsStoredAsAnotherCppType) {
 TEST_F(CollectionsTest, StaysUniqueWhenLong) {
   const Value value = live(node, u"labels");
   PrimitiveCollection& labels = value.toPrimitiveCollection();
-  const auto label = [](int i) { return Value(ustring(static_cast<std::size_t>(i % 90), u'x') + ustring(1, static_cast<char16_t>(i))); };
+  const auto label = [](int i) {
+    return Value(ustring(static_cast<std::size_t>(i % 90), u'x') + ustring(1, static_cast<char16_t>(i)));
+  };
   for (int i = 0; i < 1000; ++i) labels.addValue(label(i));
   for (int i = 0; i < 1000; i += 7) labels.addValue(label(i));
   EXPECT_EQ(labels.size(), 1000U);
@@ -132,8 +135,7 @@ TEST_F(CollectionsTest, RefusesIndicesOutside) {
     numbersView.removeAt(1);
     FAIL() << "nothing was thrown";
   } catch (const KernelError& error) {
-    EXPECT_STREQ(error.what(),
-                 "index 1 is outside the collection \"numbers\" of kerneltest.Node, which holds 1 entry");
+    EXPECT_STREQ(error.what(), "index 1 is outside the collection \"numbers\" of kerneltest.Node, which holds 1 entry");
   }
   EXPECT_THROW((void)numbersView.getValue(1), KernelError);
   EXPECT_THROW(numbersView.insertValue(2, Value(std::int32_t{1})), KernelError);
@@ -272,4 +274,49 @@ TEST_F(CollectionsTest, RollsBackEveryKindOfChangeOfElements) {
     path.toElementCollection().removeAt(2);
     path.toElementCollection().addElement(children.getElement(0));
   });
+}
+
+TEST_F(CollectionsTest, TellsChangesApartByEachOfTheirNumbers) {
+  using Change = OCDChangeDescriptor;
+  const Change move{Change::Kind::Move, 1, 2, 3};
+  EXPECT_EQ(move, (Change{Change::Kind::Move, 1, 2, 3}));
+  EXPECT_NE(move, (Change{Change::Kind::Insert, 1, 2, 3}));
+  EXPECT_NE(move, (Change{Change::Kind::Move, 0, 2, 3}));
+  EXPECT_NE(move, (Change{Change::Kind::Move, 1, 0, 3}));
+  EXPECT_NE(move, (Change{Change::Kind::Move, 1, 2, 0}));
+  EXPECT_EQ(AbstractOwnedCollection::getGiveUpDescriptor(), Change());
+}
+
+TEST_F(CollectionsTest, IsReadMemberByMemberWhenASnapshot) {
+  const ModelElement other = newNode(model, u"other");
+  add(node, u"others", other);
+  add(node, u"others", node);
+  const Value others = live(node, u"others");
+  const Value copied = others;
+  const ElementCollection& snapshot = copied.toElementCollection();
+  EXPECT_EQ(snapshot.getElement(0), other);
+  EXPECT_EQ(snapshot.find(node), 1U);
+  EXPECT_THROW((void)snapshot.getElement(2), KernelError);
+  other->destroy();
+  EXPECT_FALSE(snapshot.getElement(0));
+}
+
+TEST_F(CollectionsTest, FindMembersBehindHoles) {
+  std::vector<ModelElement> children;
+  for (int i = 0; i < 200; ++i) add(node, u"children", children.emplace_back(newNode(model)));
+  const Value value = live(node, u"children");
+  ElementCollection& view = value.toElementCollection();
+  view.removeAt(50);
+  EXPECT_EQ(view.find(children[40]), 40U);
+  EXPECT_EQ(view.find(children[60]), 59U);
+  EXPECT_EQ(view.find(children[50]), 199U) << "none";
+  EXPECT_EQ(view.getElement(59), children[60]);
+}
+
+TEST_F(CollectionsTest, ClearsAnEmptyOneWithoutAChange) {
+  const Value children = live(node, u"children");
+  Transaction change = model->beginTransaction(false);
+  children.toElementCollection().clear();
+  numbersView.clear();
+  EXPECT_EQ(change.commit(boost::none), TransactionResult::Nothing);
 }

@@ -1,8 +1,9 @@
-#include "ElementList.h"
-
+#include <new>
 #include <random>
 
 #include <gtest/gtest.h>
+
+#include "ElementList.h"
 
 using tarn::kern::internal::ElementList;
 
@@ -144,4 +145,47 @@ TEST(ElementList, FindsTheFirstOfEqualMembersWhileTheyComeAndGo) {
     static_cast<void>(list.removesByHole(position) ? list.makeHole(position) : list.eraseAt(position));
   }
   EXPECT_EQ(list.find(member(7)), ElementList::kNone);
+}
+
+TEST(ElementList, HoldsNullsAmongTheMembers) {
+  ElementList list;
+  for (std::size_t i = 0; i < 100; ++i) append(list, i % 2 == 0 ? member(i) : nullptr);
+  EXPECT_EQ(list.find(member(98)), 98U) << "found by the hash";
+  EXPECT_EQ(list.find(nullptr), 1U);
+  append(list, nullptr);
+  EXPECT_EQ(list.eraseAt(100), nullptr);
+  EXPECT_EQ(list.makeHole(1), nullptr);
+  EXPECT_EQ(list.find(nullptr), 3U);
+  EXPECT_EQ(list.find(member(98)), 98U);
+  EXPECT_EQ(list.size(), 99U);
+}
+
+TEST(ElementList, KnowsItsLeadingHolesAfterEveryEdit) {
+  ElementList list;
+  for (std::size_t i = 0; i < ElementList::kLong; ++i) append(list, member(i));
+  const std::uint32_t last = list.physicalSize() - 1;
+  for (std::uint32_t i = 0; i < last; ++i) list.makeHole(i);
+  EXPECT_EQ(list.positionOf(0), last);
+  append(list, member(1000));
+  list.eraseAt(last + 1);
+  list.insertAt(0, member(1001));
+  EXPECT_EQ(list.find(member(1001)), 0U);
+  EXPECT_EQ(content(list), (std::vector<Member*>{member(1001), member(last)}));
+  list.removeHoles();
+  EXPECT_EQ(list.positionOf(1), 1U);
+}
+
+TEST(ElementList, RestoresNoHolesWhereThereWereNone) {
+  ElementList list;
+  for (std::size_t i = 0; i < 3; ++i) append(list, member(i));
+  list.removeHoles();
+  list.restoreHoles({});
+  EXPECT_EQ(content(list), (std::vector<Member*>{member(0), member(1), member(2)}));
+}
+
+TEST(ElementList, RefusesMoreThanItCanCount) {
+  ElementList list;
+  append(list, member(1));
+  EXPECT_THROW(list.reserve(ElementList::kNone - 1), std::bad_alloc);
+  EXPECT_EQ(content(list), std::vector<Member*>{member(1)});
 }

@@ -1,9 +1,9 @@
-#include <tarn/kern/ModelElement.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <bedrock/except.h>
+#include <tarn/kern/ModelElement.h>
+#include <tarn/kern/meta/PackageBuilder.h>
 #include <tarn/kern/meta/StandardTypes.h>
 
 #include "framework/tarn/kern/KernelTestModel.h"
@@ -173,6 +173,109 @@ TEST_F(ElementTest, IsReadOnlyWhenItBelongsToTheMetaModel) {
   EXPECT_FALSE(type->container());
   EXPECT_FALSE(type->getModel());
   EXPECT_FALSE(type->isDestroyed());
+  EXPECT_FALSE(type->containerProperty());
   EXPECT_THROW((void)type->getPropertyValue(property(u"name"), kPublic), PropertyError);
+  EXPECT_THROW(type->setPropertyValue(property(u"name"), Value(u"x"), kPublic), PropertyError);
+  EXPECT_THROW(type->set(property(u"name"), ustring(u"x"), kPublic), PropertyError);
+  EXPECT_THROW((void)type->peek<ustring>(property(u"name")), PropertyError);
+  EXPECT_THROW((void)type->contents(), PropertyError);
+  EXPECT_THROW((void)type->incomingReferences(), PropertyError);
   EXPECT_THROW(type->destroy(), KernelError);
+  EXPECT_EQ(type->describe(), "the meta-model element \"Node\"");
+}
+
+TEST_F(ElementTest, RefersToNothingOfTheMetaModel) {
+  meta::PackageBuilder builder(u"kerneltestPointers");
+  auto& pointer = builder.addClass(u"Pointer");
+  pointer.reference(u"any", ModelElement::metaClass());
+  pointer.reference(u"all", ModelElement::metaClass()).many();
+  const meta::Package package = builder.registerPackage();
+  const ModelElement pointing =
+      narrow<meta::Class>(package->getTypes().at(u"Pointer"))->instantiate(model, boost::uuids::uuid{});
+  const ModelElement type = types().node;
+  const std::string refusal =
+      "cannot refer to the meta-model element \"Node\": it belongs to the meta-model, not to a model";
+  EXPECT_EQ(errorOf<ContainmentError>([&] { pointing->set(u"any", type); }), refusal);
+  EXPECT_EQ(
+      errorOf<ContainmentError>([&] { pointing->setPropertyValue(pointing->property(u"any"), Value(type), kPublic); }),
+      refusal);
+  const Value all = pointing->getPropertyValue(pointing->property(u"all"), kPublic);
+  ElementCollection& members = all.toElementCollection();
+  EXPECT_EQ(errorOf<ContainmentError>([&] { members.addElement(type); }), refusal);
+  EXPECT_EQ(errorOf<ContainmentError>([&] { members.assign({node, type}); }), refusal);
+  members.addElement(node);
+  EXPECT_FALSE(members.contains(type));
+  EXPECT_EQ(members.find(type), 1U) << "none";
+  EXPECT_FALSE(members.remove(type));
+  EXPECT_THAT(members.getAllElements(), ElementsAre(node));
+  EXPECT_FALSE(pointing->get<ModelElement>(u"any"));
+}
+
+TEST_F(ElementTest, RefusesAReferenceInAValueThatContradictsItself) {
+  const Value many(ValueMeta(types().node, ValueFlags::Collection), node);
+  EXPECT_THROW(node->setPropertyValue(property(u"next"), many, kPublic), bedrock::except::IMsgIDException);
+  const Value declaredAsBase(ValueMeta(types().abstractNode, ValueFlags::Single), node);
+  node->setPropertyValue(property(u"next"), declaredAsBase, kPublic);
+  EXPECT_EQ(node->get<ModelElement>(u"next"), node) << "what is stored decides";
+}
+
+TEST_F(ElementTest, IsReadInPlaceAsWhatItsPropertyHolds) {
+  EXPECT_THROW((void)node->peek<std::int32_t>(property(u"note")), bedrock::except::IMsgIDException);
+  EXPECT_THROW((void)node->peek<std::int32_t>(property(u"color")), bedrock::except::IMsgIDException);
+  EXPECT_THROW((void)node->peek<std::int64_t>(property(u"note")), bedrock::except::IMsgIDException);
+  EXPECT_THROW((void)node->peek<std::int32_t>(property(u"numbers")), bedrock::except::IMsgIDException);
+  EXPECT_THROW((void)node->peekCollection<std::int32_t>(property(u"labels")), bedrock::except::IMsgIDException);
+  EXPECT_THROW((void)node->peekCollection<ustring>(property(u"note")), bedrock::except::IMsgIDException);
+  EXPECT_THROW((void)node->peekElement(property(u"note")), bedrock::except::IMsgIDException);
+  EXPECT_THROW((void)node->peekElement(property(u"children")), bedrock::except::IMsgIDException);
+  EXPECT_THROW((void)node->peekElements(property(u"next")), bedrock::except::IMsgIDException);
+  const ModelElement child = newNode(model, u"child");
+  add(node, u"children", child);
+  EXPECT_EQ(child->peekElement(property(u"parent")), node.get());
+  EXPECT_EQ(child->peekElement(property(u"onlyOf")), nullptr) << "contained, but not there";
+  EXPECT_THAT(node->peekElements(property(u"children")), ElementsAre(child.get()));
+}
+
+TEST_F(ElementTest, IsOverwrittenInPlaceOnlyByWhatItsPropertyHolds) {
+  const std::string before = dump(model);
+  EXPECT_THROW(node->set(u"note", std::int64_t{1}), bedrock::except::IMsgIDException);
+  EXPECT_THROW(node->set(u"color", 1.5), bedrock::except::IMsgIDException);
+  EXPECT_THROW(node->set(u"numbers", std::int32_t{1}), bedrock::except::IMsgIDException);
+  EXPECT_EQ(dump(model), before);
+  node->set(u"color", std::int8_t{0});
+  EXPECT_EQ(node->get<std::int64_t>(u"color"), 0);
+}
+
+TEST_F(ElementTest, RefusesToUnsetWhatIsNoProperty) {
+  EXPECT_THAT(errorOf<PropertyError>([&] { node->unset(meta::Property()); }),
+              HasSubstr("a null property was asked of"));
+}
+
+TEST_F(ElementTest, AtTheTopIsHeldByNoProperty) {
+  EXPECT_FALSE(node->container());
+  EXPECT_FALSE(node->containerProperty());
+}
+
+TEST_F(ElementTest, ThatIsDestroyedIsDescribedAlone) {
+  const ModelElement child = newNode(model, u"child");
+  set(node, u"only", child);
+  child->destroy();
+  EXPECT_THAT(child->describe(), testing::StartsWith("Node (Node "));
+}
+
+TEST_F(ElementTest, ListsNoContentsWhereThereAreNone) {
+  add(node, u"children", ModelElement());
+  EXPECT_THAT(node->contents(), testing::IsEmpty());
+}
+
+TEST_F(ElementTest, HasTheContainerThroughTheOppositeOfItsPlaceAlone) {
+  meta::PackageBuilder builder(u"kerneltestHolders");
+  builder.addClass(u"Holder").composite(u"held", types().node);
+  const meta::Package package = builder.registerPackage();
+  const ModelElement holder =
+      narrow<meta::Class>(package->getTypes().at(u"Holder"))->instantiate(model, boost::uuids::uuid{});
+  set(holder, u"held", node);
+  EXPECT_EQ(node->container(), holder);
+  EXPECT_FALSE(node->get<ModelElement>(u"parent"));
+  EXPECT_EQ(node->peekElement(property(u"parent")), nullptr);
 }

@@ -9,6 +9,8 @@
 #include <tarn/kern/Collections.h>
 #include <tarn/kern/Model.h>
 #include <tarn/kern/ModelCompare.h>
+#include <tarn/kern/meta/PackageBuilder.h>
+#include <tarn/kern/meta/StandardTypes.h>
 
 #include "framework/tarn/kern/ValueTestModel.h"
 
@@ -90,6 +92,7 @@ TEST(ModelCompare, TakesNullModelsForEqual) {
   EXPECT_TRUE(modelsEqual(Model(), Model()));
   EXPECT_TRUE(modelsEqual(valuetest::emptyModel(), valuetest::emptyModel()));
   EXPECT_EQ(firstDifference(Model(), valuetest::emptyModel())->text(), "model: nothing against a model");
+  EXPECT_EQ(firstDifference(valuetest::emptyModel(), Model())->text(), "model: a model against nothing");
 }
 
 TEST(ModelCompare, NamesARootThatIsMissing) {
@@ -183,6 +186,48 @@ TEST(ModelCompare, LeavesOutDerivedProperties) {
               right.root->set(right.root->property(u"computed"), 5, ReflectionPrivateTag::PRIVILEGED_ACCESS);
             }),
             "");
+}
+
+TEST(ModelCompare, SeesThatADataValueWithinAnotherIsMissing) {
+  const auto changed = [](SmallModel& right) {
+    ReflectiveDataType sheet = SmallModel::sheetReferringTo(right.other);
+    sheet.setPropertyValue(propertyOf(valuetest::sheet(), u"point"),
+                           Value::createEmptyValue(valuetest::point(), false));
+    right.root->set(u"sheet", sheet);
+  };
+  EXPECT_EQ(differenceAfter(changed),
+            std::string(kRoot) + ": sheet.point: valuetest.Point {x: 1, y: 2} against valuetest.Point (absent)");
+  SmallModel left;
+  SmallModel right;
+  changed(left);
+  changed(right);
+  EXPECT_FALSE(firstDifference(left.model, right.model));
+}
+
+TEST(ModelCompare, TakesNullMembersForEqual) {
+  SmallModel left;
+  SmallModel right;
+  for (SmallModel* model : {&left, &right}) addTo(model->root, u"parts", ModelElement());
+  EXPECT_FALSE(firstDifference(left.model, right.model));
+}
+
+TEST(ModelCompare, LeavesOutDerivedAttributesOfDataValues) {
+  meta::PackageBuilder builder(u"comparedData");
+  auto& area = builder.addDataType(u"Area");
+  area.attribute(u"width", meta::StandardTypes::integerMeta);
+  area.attribute(u"size", meta::StandardTypes::integerMeta).derived();
+  builder.addClass(u"Field").attribute(u"area", area).required();
+  const meta::Package package = builder.registerPackage();
+  const auto fieldOf = [&](std::int32_t width, std::int32_t size) {
+    Model model = valuetest::emptyModel();
+    ReflectiveDataType value(narrow<meta::DataType>(package->getTypes().at(u"Area")));
+    value.set(u"width", width).set(u"size", size);
+    const auto type = narrow<meta::Class>(package->getTypes().at(u"Field"));
+    valuetest::newElement(model, type, 1)->set(u"area", value);
+    return model;
+  };
+  EXPECT_FALSE(firstDifference(fieldOf(1, 2), fieldOf(1, 3)));
+  EXPECT_TRUE(firstDifference(fieldOf(1, 2), fieldOf(2, 2)));
 }
 
 TEST(ModelCompare, ComparesValuesThatNestToAnyDepth) {

@@ -1,9 +1,11 @@
-#include <tarn/kern/Model.h>
+#include <unordered_set>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <boost/uuid/string_generator.hpp>
+
+#include <tarn/kern/Model.h>
 
 #include "framework/tarn/kern/KernelTestModel.h"
 
@@ -38,6 +40,13 @@ TEST(Model, IsHarmlessWhenNull) {
   EXPECT_EQ(moved, null);
 }
 
+TEST(Model, IsOneKeyHoweverManyHandlesNameIt) {
+  const Model model = newModel();
+  const std::unordered_set<Model> models = {model, Model(model), newModel(), Model()};
+  EXPECT_EQ(models.size(), 3U);
+  EXPECT_EQ(&*model, model.operator->());
+}
+
 TEST(Model, StartsEmpty) {
   const Model model = newModel();
   EXPECT_TRUE(model->getTopLevelElements().empty());
@@ -65,11 +74,11 @@ TEST(Model, FindsAnElementByTheUuidItWasGiven) {
 TEST(Model, RefusesASecondElementOfOneUuid) {
   const Model model = newModel();
   const ModelElement first = types().node->instantiate(model, kGiven);
-  const std::string error =
-      errorOf<InstantiationError>([&] { (void)types().special->instantiate(model, kGiven); });
-  EXPECT_EQ(error,
-            "cannot make a kerneltest.Special with the uuid 00112233-4455-6677-8899-aabbccddeeff: the model holds Node (Node "
-            "00112233-4455-6677-8899-aabbccddeeff) already; find that element instead, or pass the nil uuid for a fresh one");
+  const std::string error = errorOf<InstantiationError>([&] { (void)types().special->instantiate(model, kGiven); });
+  EXPECT_EQ(
+      error,
+      "cannot make a kerneltest.Special with the uuid 00112233-4455-6677-8899-aabbccddeeff: the model holds Node (Node "
+      "00112233-4455-6677-8899-aabbccddeeff) already; find that element instead, or pass the nil uuid for a fresh one");
   EXPECT_EQ(model->getElementCount(), 1U);
 }
 
@@ -84,8 +93,9 @@ TEST(Model, TakesAUuidAgainOnceItsElementIsDestroyed) {
 
 TEST(Model, RefusesElementsOfAbstractClassesAndNullModels) {
   const Model model = newModel();
-  EXPECT_EQ(errorOf<InstantiationError>([&] { (void)types().abstractNode->instantiate(model, kNil); }),
-            "cannot make an element of the abstract class kerneltest.AbstractNode: name one of the classes derived from it");
+  EXPECT_EQ(
+      errorOf<InstantiationError>([&] { (void)types().abstractNode->instantiate(model, kNil); }),
+      "cannot make an element of the abstract class kerneltest.AbstractNode: name one of the classes derived from it");
   EXPECT_EQ(errorOf<InstantiationError>([&] { (void)types().node->instantiate(Model(), kNil); }),
             "cannot make a kerneltest.Node in a null model: create one with Model::create first");
   EXPECT_EQ(model->getElementCount(), 0U);
@@ -120,6 +130,11 @@ TEST(Model, ListsElementsByClassWithOrWithoutDerivedOnes) {
   EXPECT_THAT(model->getElementsOfClass(types().node, false), ElementsAre(node));
   EXPECT_THAT(model->getElementsOfClass(types().node, true), ElementsAre(node, special));
   EXPECT_THAT(model->getElementsOfClass(ModelElement::metaClass(), true), ElementsAre(node, special, unrelated));
+  const ModelElement second = types().special->instantiate(model, kNil);
+  const ModelElement third = types().unrelated->instantiate(model, kNil);
+  EXPECT_THAT(model->getElementsOfClass(types().node, true), ElementsAre(node, special, second));
+  EXPECT_THAT(model->getElementsOfClass(ModelElement::metaClass(), true),
+              ElementsAre(node, special, unrelated, second, third));
 }
 
 TEST(Model, NamesTheUsedPackagesOnceAndNeverTheKernels) {
@@ -192,4 +207,15 @@ TEST(Model, StaysInProportionWhenElementsComeAndGo) {
   const ModelElement last = newNode(model, u"last");
   EXPECT_THAT(model->getAllElements(FindElementBehavior::Anywhere), ElementsAre(last));
   EXPECT_EQ(inconsistencies(model), "");
+}
+
+TEST(Model, IsUsedPackageByPackageAlsoWhereElementsWereDestroyed) {
+  const Model model = newModel();
+  const ModelElement gone = newNode(model);
+  const ModelElement there = types().unrelated->instantiate(model, kNil);
+  Transaction change = model->beginTransaction(false);
+  gone->destroy();  // it can come back, so its place is kept
+  EXPECT_THAT(model->getUsedPackageUris(), ElementsAre(u"urn:kerneltest"));
+  there->destroy();
+  EXPECT_THAT(model->getUsedPackageUris(), testing::IsEmpty());
 }

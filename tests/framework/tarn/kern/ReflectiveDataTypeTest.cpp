@@ -16,6 +16,7 @@
 #include <tarn/kern/Errors.h>
 #include <tarn/kern/Model.h>
 #include <tarn/kern/ReflectiveDataType.h>
+#include <tarn/kern/meta/PackageBuilder.h>
 
 #include "framework/tarn/kern/ValueTestModel.h"
 
@@ -23,6 +24,7 @@ namespace tarn::kern {
 namespace {
 
 using CastFailure = bedrock::except::Exception<nimbo::messages::CannotCastIncompatibleTypes, std::exception>;
+using ::testing::ElementsAre;
 using valuetest::Money;
 
 meta::Property attribute(std::u16string_view name) { return valuetest::propertyOf(valuetest::sheet(), name); }
@@ -125,6 +127,7 @@ TEST_F(ASheet, IsReadInPlace) {
   EXPECT_EQ(ReflectiveDataType(valuetest::sheet()).peek<Money>(attribute(u"price")), nullptr);
   EXPECT_THROW(static_cast<void>(fSheet.peek<std::int32_t>(attribute(u"text"))), CastFailure);
   EXPECT_THROW(static_cast<void>(fSheet.peek<std::int32_t>(attribute(u"color"))), CastFailure);
+  EXPECT_THROW(static_cast<void>(fSheet.peek<std::int64_t>(attribute(u"text"))), CastFailure);
   EXPECT_THROW(static_cast<void>(fSheet.peek<std::int32_t>(attribute(u"numbers"))), CastFailure);
   EXPECT_THROW(static_cast<void>(fSheet.peekValues(attribute(u"numbers"))), CastFailure);
 }
@@ -196,6 +199,29 @@ TEST_F(ASheet, MovesItsContent) {
   const ReflectiveDataType& same = fSheet;
   fSheet = same;
   EXPECT_EQ(fSheet, fullSheet(fTarget));
+}
+
+TEST_F(ASheet, IsNothingOnceItWasMovedFrom) {
+  const ReflectiveDataType moved(std::move(fSheet));
+  const ReflectiveDataType& nothing = fSheet;  // NOLINT(bugprone-use-after-move): what moving leaves is the point
+  EXPECT_FALSE(nothing.getType());
+  EXPECT_EQ(nothing.hash(), 0U);
+  const ReflectiveDataType alsoNothing(nothing);
+  EXPECT_EQ(nothing, alsoNothing);
+  EXPECT_EQ(nothing <=> alsoNothing, std::strong_ordering::equal);
+  EXPECT_NE(nothing, moved);
+  EXPECT_NE(moved, nothing);
+  EXPECT_LT(nothing, moved);
+  EXPECT_GT(moved, nothing);
+}
+
+TEST_F(ASheet, IsEqualToItselfAndStaysSoWhenMovedOntoItself) {
+  const ReflectiveDataType copy(fSheet);
+  ReflectiveDataType& same = fSheet;
+  EXPECT_EQ(fSheet, same);
+  EXPECT_EQ(fSheet <=> same, std::strong_ordering::equal);
+  fSheet = std::move(same);
+  EXPECT_EQ(fSheet, copy);
 }
 
 TEST_F(ASheet, IsItsOwnNativeForm) {
@@ -296,6 +322,88 @@ TEST_F(ASheet, OutlivesTheModelOfItsTargets) {
   EXPECT_EQ(ReflectiveDataType(fSheet), fSheet);
 }
 
+TEST_F(ASheet, KeepsTheMembersOfItsCollectionsInOrder) {
+  const Value value = read(fSheet, u"targets");
+  ElementCollection& targets = value.toElementCollection();
+  const ModelElement second = valuetest::newElement(fModel, valuetest::bigBox(), 2);
+  const ModelElement third = valuetest::newElement(fModel, valuetest::box(), 3);
+  EXPECT_FALSE(targets.getOwner()) << "a data value is no element";
+  targets.addElement(second);
+  targets.addElement(fTarget);  // is there
+  targets.insertElement(0, third);
+  EXPECT_THAT(targets.getAllElements(), ElementsAre(third, fTarget, second));
+  targets.move(0, 2);
+  EXPECT_THAT(targets.getAllElements(), ElementsAre(fTarget, second, third));
+  targets.move(2, 1);
+  EXPECT_THAT(targets.getAllElements(), ElementsAre(fTarget, third, second));
+  EXPECT_EQ(targets.getElement(1), third);
+  EXPECT_EQ(targets.find(second), 2U);
+  EXPECT_TRUE(targets.remove(third));
+  EXPECT_FALSE(targets.remove(third));
+  EXPECT_FALSE(targets.contains(third));
+  targets.removeAt(0);
+  EXPECT_THAT(targets.getAllElements(), ElementsAre(second));
+  targets.addElement(ModelElement());
+  targets.addElement(ModelElement());
+  EXPECT_THAT(targets.getAllElements(), ElementsAre(second, ModelElement(), ModelElement()));
+  targets.assign({third, ModelElement(), fTarget, third, ModelElement()});
+  EXPECT_THAT(targets.getAllElements(), ElementsAre(third, ModelElement(), fTarget, ModelElement()));
+}
+
+TEST_F(ASheet, RefusesMembersThatDoNotFit) {
+  const Value value = read(fSheet, u"targets");
+  ElementCollection& targets = value.toElementCollection();
+  const ModelElement meta = valuetest::box();
+  EXPECT_THROW(targets.addElement(meta), CastFailure);
+  EXPECT_THROW(targets.assign({fTarget, meta}), CastFailure);
+  EXPECT_THROW(targets.insertElement(2, fTarget), KernelError);
+  EXPECT_THROW(static_cast<void>(targets.getElement(1)), KernelError);
+  EXPECT_THROW(targets.removeAt(1), KernelError);
+  EXPECT_THROW(targets.move(0, 1), KernelError);
+  EXPECT_THROW(targets.move(1, 0), KernelError);
+  EXPECT_THROW(static_cast<void>(targets.findByQualifier(Value(1))), PropertyError);
+  EXPECT_EQ(fSheet, fullSheet(fTarget));
+}
+
+TEST_F(ASheet, HoldsOneElementOftenWhereDeclaredSo) {
+  meta::PackageBuilder builder(u"dataPaths");
+  builder.addDataType(u"Path").attribute(u"steps", valuetest::box()).many().unique(false);
+  ReflectiveDataType path(narrow<meta::DataType>(builder.registerPackage()->getTypes().at(u"Path")));
+  const Value value = path.getPropertyValue(path.getType()->getProperty(u"steps"));
+  value.toElementCollection().addElement(fTarget);
+  value.toElementCollection().addElement(fTarget);
+  EXPECT_THAT(value.toElementCollection().getAllElements(), ElementsAre(fTarget, fTarget));
+  value.toElementCollection().assign({fTarget, fTarget, fTarget});
+  EXPECT_EQ(value.toElementCollection().size(), 3U);
+}
+
+TEST_F(ASheet, TakesASnapshotOfItsMembers) {
+  const Value value = read(fSheet, u"targets");
+  const Value snapshot(value);
+  value.toElementCollection().clear();
+  const ElementCollection& taken = snapshot.toElementCollection();
+  EXPECT_EQ(taken.size(), 1U);
+  EXPECT_FALSE(taken.empty());
+  EXPECT_TRUE(taken.isSnapshot());
+  EXPECT_EQ(taken.getElement(0), fTarget);
+  EXPECT_TRUE(taken.contains(fTarget));
+  EXPECT_NE(taken.identity(), value.toElementCollection().identity());
+  EXPECT_THROW(snapshot.toElementCollection().addElement(fTarget), SnapshotError);
+  fTarget->destroy();
+  EXPECT_FALSE(taken.getElement(0));
+}
+
+TEST_F(ASheet, IsSearchedInASnapshotToo) {
+  const Value numbers(read(fSheet, u"numbers"));
+  const Value snapshot(numbers);
+  EXPECT_EQ(snapshot.toPrimitiveCollection().find(Value(2)), 1U);
+  EXPECT_EQ(snapshot.toPrimitiveCollection().find(Value(3)), 2U) << "not there";
+  EXPECT_EQ(snapshot.toPrimitiveCollection().find(Value(u"2")), 2U);
+  const Value points(read(fSheet, u"points"));
+  const Value copy(points);
+  EXPECT_EQ(copy.toPrimitiveCollection().find(Value(pointAt(5, 6))), 1U);
+}
+
 // --- What is refused.
 
 TEST_F(ASheet, RefusesWhatDoesNotFitAndStaysAsItIs) {
@@ -352,12 +460,19 @@ TEST_F(ASheet, RefusesPropertiesThatItLacks) {
   const meta::Property foreign = valuetest::propertyOf(valuetest::point(), u"x");
   EXPECT_EQ(textOf<PropertyError>([&] { static_cast<void>(fSheet.getPropertyValue(foreign)); }),
             "the data type valuetest.Sheet has no property \"x\"");
+  const meta::Property namesake = valuetest::propertyOf(valuetest::box(), u"colors");
+  EXPECT_EQ(
+      textOf<PropertyError>([&] { static_cast<void>(fSheet.getPropertyValue(namesake)); }),
+      "the data type valuetest.Sheet has no property \"colors\": the one of that name is another; take it from the "
+      "data type");
   EXPECT_EQ(textOf<PropertyError>([&] { fSheet.setPropertyValue(meta::Property(), Value(1)); }),
             "the data type valuetest.Sheet has no property (a null handle)");
 }
 
 TEST_F(ASheet, RefusesToHaveACollectionSet) {
   EXPECT_THROW(fSheet.set(u"numbers", 1), bedrock::except::IMsgIDException);
+  EXPECT_THROW(fSheet.set(u"points", pointAt(1, 2)), bedrock::except::IMsgIDException);
+  EXPECT_THROW(fSheet.set(u"targets", fTarget), bedrock::except::IMsgIDException);
 }
 
 // --- Depth.

@@ -1,10 +1,9 @@
-#include <tarn/kern/Transaction.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <tarn/kern/Model.h>
 #include <tarn/kern/Testing.h>
+#include <tarn/kern/Transaction.h>
 
 #include "framework/tarn/kern/KernelTestModel.h"
 
@@ -168,8 +167,9 @@ TEST_F(TransactionTest, RefusesToEndTwice) {
     change.rollBack();
     FAIL() << "nothing was thrown";
   } catch (const TransactionError& error) {
-    EXPECT_STREQ(error.what(),
-                 "this transaction has ended already: by commit, by rollBack, with the one around it, or with its model");
+    EXPECT_STREQ(
+        error.what(),
+        "this transaction has ended already: by commit, by rollBack, with the one around it, or with its model");
   }
 }
 
@@ -237,4 +237,14 @@ TEST_F(TransactionTest, CountsChangesOutsideAsTransactionsOfTheirOwn) {
   a->set(u"name", u"y");
   change.rollBack();
   EXPECT_EQ(nameOf(a), "x");
+}
+
+TEST_F(TransactionTest, IsOverOnceItWasMovedFrom) {
+  Transaction change = model->beginTransaction(false);
+  Transaction moved = std::move(change);
+  EXPECT_FALSE(change.isOpen());  // NOLINT(bugprone-use-after-move): what moving leaves behind is the point
+  EXPECT_THROW((void)change.commit(boost::none), TransactionError);
+  EXPECT_THROW((void)change.rollBack(), TransactionError);
+  EXPECT_TRUE(moved.isOpen());
+  EXPECT_EQ(moved.rollBack(), TransactionResult::Nothing);
 }

@@ -98,6 +98,14 @@ TEST_F(UuidIndexTest, LosesWhatWasForgottenWhenItIsMadeAnew) {
   expectAll(5000);
 }
 
+TEST_F(UuidIndexTest, IgnoresTheErasureOfWhatIsNotThere) {
+  fIndex.erase(uuidOf(1), 0);
+  add(2);
+  fIndex.erase(uuidOf(1), 0);
+  fIndex.erase(uuidOf(2), 7);
+  EXPECT_EQ(find(2), 0);
+}
+
 TEST_F(UuidIndexTest, KeepsTwoOfOneUuidApart) {
   add(5);
   fIndex.reserveOne([this](std::uint32_t at) { return isTaken(at); });

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +19,7 @@
 #include <tarn/kern/Errors.h>
 #include <tarn/kern/Model.h>
 #include <tarn/kern/Value.h>
+#include <tarn/kern/meta/PackageBuilder.h>
 #include <tarn/kern/meta/StandardTypes.h>
 
 #include "framework/tarn/kern/ValueTestModel.h"
@@ -295,6 +297,18 @@ TEST(Value, CreatedEmptyIsTheSameWhateverTheFlagSays) {
   EXPECT_FALSE(required.getMeta().isCollection);
 }
 
+TEST(ValueMeta, DiffersByTypeBoundAndMultiplicity) {
+  const ValueMeta integers = collectionOf(Sample<std::int32_t>::type());
+  EXPECT_EQ(integers, collectionOf(Sample<std::int32_t>::type()));
+  EXPECT_NE(integers, collectionOf(Sample<double>::type()));
+  ValueMeta other = integers;
+  other.upper = 2;
+  EXPECT_NE(integers, other);
+  other = integers;
+  other.isCollection = false;
+  EXPECT_NE(integers, other);
+}
+
 TEST(ValueMeta, OfOneEntryIsSingle) {
   const ValueMeta entry = collectionOf(valuetest::color()).getEntryType();
   EXPECT_EQ(entry, singleOf(valuetest::color()));
@@ -505,6 +519,99 @@ TEST_F(ValueOfACollection, OfTheSameContentIsEqualWhateverItsStorage) {
   EXPECT_EQ(readData(u"numbers").hash(), readData(u"generic").hash());
 }
 
+// --- Order and hash, whatever a value holds.
+
+/// Each pair in order: neither equal, and hashed.
+void expectAscending(const std::vector<Value>& values) {
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    for (std::size_t j = 0; j < values.size(); ++j) {
+      EXPECT_EQ(values[i] <=> values[j], i <=> j) << values[i].describe() << " and " << values[j].describe();
+      EXPECT_EQ(values[i] == values[j], i == j);
+      EXPECT_EQ(values[i].hash() == values[j].hash(), i == j);
+    }
+  }
+}
+
+TEST(Value, OrdersMultiplicitiesAndAbsentValues) {
+  const meta::Type integer = Sample<std::int32_t>::type();
+  ValueMeta two = singleOf(integer);
+  two.upper = 2;
+  expectAscending({empty(integer), Value(-1), Value(2), Value(two, 1), Value(collectionOf(integer), 1)});
+}
+
+TEST(Value, OrdersANullTypeBeforeAllOthers) {
+  const Value none(singleOf(meta::Type()), 1);
+  expectAscending({none, Value(1)});
+  EXPECT_EQ(none, Value(singleOf(meta::Type()), 1));
+}
+
+TEST(Value, OrdersTypesOfOneNameInAnyWayButAlwaysTheSame) {
+  const auto classOfVersion = [](std::u16string_view version) {
+    meta::PackageBuilder builder(u"valuetestVersions");
+    builder.family(u"valuetestVersions", version);
+    builder.addClass(u"Thing");
+    return builder.registerPackage()->getTypes().at(u"Thing");
+  };
+  const Value first = empty(classOfVersion(u"1.0"));
+  const Value second = empty(classOfVersion(u"2.0"));
+  ASSERT_EQ(first.getType()->getQualifiedName(), second.getType()->getQualifiedName());
+  EXPECT_NE(first, second);
+  EXPECT_NE(first <=> second, std::strong_ordering::equal);
+  EXPECT_EQ(first<second, second> first);
+}
+
+TEST(Value, OrdersMapsByTheirEntries) {
+  using Map = StringToStringMap;
+  expectAscending({Value(Map()), Value(Map{{u"a", u"1"}}), Value(Map{{u"a", u"1"}, {u"b", u"0"}}),
+                   Value(Map{{u"a", u"2"}}), Value(Map{{u"b", u"0"}})});
+}
+
+TEST(Value, OfOneTypeButAnotherKindOfObjectIsNeverEqual) {
+  const Value map{StringToStringMap()};
+  const Value foreign(map.getMeta(), ustring());
+  EXPECT_NE(map, foreign);
+  EXPECT_EQ(map<foreign, foreign> map);
+  EXPECT_NE(map <=> foreign, std::strong_ordering::equal);
+}
+
+TEST_F(ValueOfACollection, OfElementsIsOrderedAndHashedByThem) {
+  const auto friends = [&](const std::vector<ModelElement>& members) {
+    const Value live = read(u"friends");
+    live.toElementCollection().assign(members);
+    return Value(live);  // a snapshot
+  };
+  ModelElement low = valuetest::newElement(fModel, valuetest::box(), 2);
+  ModelElement high = valuetest::newElement(fModel, valuetest::box(), 3);
+  if (high < low) std::swap(low, high);
+  expectAscending({friends({}), friends({low}), friends({low, high}), friends({high}), friends({high, low})});
+}
+
+TEST_F(ValueOfACollection, OfAnotherLengthIsNeverEqual) {
+  const Value live = read(u"colors");
+  ASSERT_EQ(live.toPrimitiveCollection().getStorageKind(), PrimitiveCollection::kGeneric);
+  const Value shorter(live);
+  live.toPrimitiveCollection().addValue(Value::createEnumValue(valuetest::literalOf(valuetest::color(), u"red")));
+  EXPECT_NE(live, shorter);
+  EXPECT_LT(shorter, live);
+}
+
+TEST(Value, IsNoViewOfACollectionWhenItsMetaContradictsItself) {
+  for (const meta::Type& type : {Sample<std::int32_t>::type(), meta::Type(valuetest::box())}) {
+    ValueMeta one = collectionOf(type);
+    one.upper = 1;
+    expectCannotCast(type->getQualifiedName(), [&] { static_cast<void>(Value(one, 1).toPrimitiveCollection()); });
+    expectCannotCast(type->getQualifiedName(), [&] { static_cast<void>(Value(one, 1).toElementCollection()); });
+  }
+}
+
+TEST(Value, IsNoElementWhenItsTypeIsNoClass) {
+  const Model model = valuetest::emptyModel();
+  const ModelElement element = valuetest::newElement(model, valuetest::box(), 1);
+  expectCannotCast(u"Integer", [&] {
+    static_cast<void>(Value(singleOf(Sample<std::int32_t>::type()), element).get<ModelElement>());
+  });
+}
+
 // --- Texts for messages.
 
 TEST(ValueText, ShowsEachKindOfContent) {
@@ -559,5 +666,46 @@ TEST(ValueText, CutsWhatIsLong) {
   EXPECT_THAT(Value(map).describe(), ::testing::EndsWith(", ...}"));
 }
 
+TEST(ValueText, ShowsFalseForeignObjectsAndMovedFromData) {
+  EXPECT_EQ(Value(false).describe(), "Boolean false");
+  EXPECT_EQ(Value(singleOf(valuetest::color()), 1.5).describe(), "valuetest.Color (an object of a foreign C++ type)");
+  ReflectiveDataType data(valuetest::point());
+  const ReflectiveDataType moved(std::move(data));
+  EXPECT_EQ(Value(singleOf(valuetest::point()), data).describe(), "valuetest.Point {...}");  // NOLINT: moved from
+}
+
+TEST(ValueText, ShowsTheMembersOfACollection) {
+  const Model model = valuetest::emptyModel();
+  const ModelElement owner = valuetest::newElement(model, valuetest::box(), 1);
+  const Value friends = owner->getPropertyValue(owner->property(u"friends"), ReflectionPrivateTag::PUBLIC_ACCESS);
+  friends.toElementCollection().assign({owner, ModelElement()});
+  EXPECT_EQ(friends.describe(), "valuetest.Box [2] {{00000000-0000-0000-0000-000000000001}, (null)}");
+  owner->destroy();
+  EXPECT_EQ(friends.describe(), "valuetest.Box (of a destroyed element)");
+}
+
+TEST(ValueText, TellsWhyACustomValueCannotBeShown) {
+  meta::PackageBuilder builder(u"valuetestSilent");
+  builder.addPrimitive<valuetest::Money>(
+      u"Secret", [](const valuetest::Money&) -> ustring { throw std::runtime_error("it is secret"); },
+      [](const ustring&) { return valuetest::Money(); });
+  const meta::Type secret = builder.registerPackage()->getTypes().at(u"Secret");
+  EXPECT_EQ(Value(singleOf(secret), valuetest::Money{1}).describe(),
+            "valuetestSilent.Secret (cannot be shown: it is secret)");
+}
+
+TEST(ValueText, CutsDataWithinDataWithinData) {
+  meta::PackageBuilder builder(u"valuetestShells");
+  const std::vector<ustring> names = {u"A", u"B", u"C", u"D", u"E"};
+  for (std::size_t i = 0; i + 1 < names.size(); ++i) builder.addDataType(names[i]).attribute(u"in", names[i + 1]);
+  builder.addDataType(names.back()).attribute(u"in", StandardTypes::integerMeta);
+  const meta::Package package = builder.registerPackage();
+  const auto shell = [&](const ustring& name) {
+    return ReflectiveDataType(narrow<meta::DataType>(package->getTypes().at(name)));
+  };
+  ReflectiveDataType whole = shell(u"E").set(u"in", 1);
+  for (std::size_t i = names.size() - 1; i-- > 0;) whole = shell(names[i]).set(u"in", whole);
+  EXPECT_EQ(Value(whole).describe(), "valuetestShells.A {in: {in: {in: {...}}}}");
+}
 }  // namespace
 }  // namespace tarn::kern
