@@ -20,6 +20,7 @@
 #include "support/MoneySerializer.h"
 #include "support/SampleContent.h"
 #include "support/Saving.h"
+#include "support/SmallStack.h"
 
 /// Whichever allocation fails, once or for good: a loading that fails leaves the model as it was, a saving that fails
 /// does not touch it, and nothing is lost.
@@ -159,6 +160,32 @@ TEST_P(AllocationFailure, OfASavingIsToldAndHarmless) {
     serializer.serialize(model->getTopLevelElements(), again, format);
     EXPECT_EQ(again.str(), whole) << "the serializer is of no use any more";
   }
+}
+
+/// So deep that the thread's stack does not do: its first further piece of stack, and all that a thread keeps, are got
+/// while memory fails.
+TEST_P(AllocationFailure, OfAThreadsFirstDeepCallIsTold) {
+  constexpr std::uint32_t kDepth = 3000;
+  const Model model = emptyModel();
+  kern::ModelElement last = testsupport::newSample(model, u"Box", 1);
+  for (std::uint32_t i = 1; i < kDepth; ++i) {
+    const kern::ModelElement box =
+        testsupport::sampleMetaModel().classNamed(u"Box")->instantiate(model, boost::uuids::uuid{});
+    last->set(u"content", box);
+    last = box;
+  }
+  const std::string whole = testsupport::saved(model->getTopLevelElements());
+  std::string bytes;
+  const long failures = failEveryAllocation(
+      GetParam(), [&] { bytes.clear(); },
+      [&] {
+        testsupport::onSmallStack([&] {
+          const Model copy = testsupport::loaded(whole);
+          bytes = testsupport::saved(copy->getTopLevelElements(), BinFormat::BinaryZstd);
+        });
+      },
+      [&](bool failed) { EXPECT_TRUE(failed || !bytes.empty()); });
+  EXPECT_GT(failures, 20);
 }
 
 INSTANTIATE_TEST_SUITE_P(Allocations, AllocationFailure, testing::Values(Failing::Once, Failing::ForGood),

@@ -85,7 +85,7 @@ struct Pool {
   std::size_t keptCount = 0;
   std::size_t usedCount = 0;
   bool knowsOwnStack = false;
-  bool isThreadEnding = false;
+  bool keepsNothing = false;  // the thread ends, or its end would go unnoticed
 };
 
 constinit thread_local Pool tPool{};
@@ -194,23 +194,35 @@ void keepAtMost(std::size_t count) noexcept {
   }
 }
 
-/// Empties the thread's pool when the thread ends. Destructors that run still later may make deep calls all the same:
-/// the pool itself is never destroyed, it just keeps nothing any more.
-struct PoolEnd {
-  PoolEnd() noexcept = default;
+/// Empties a thread's pool when the thread ends. Destructors that run still later may make deep calls all the same.
+void endPool(void*) noexcept {
+  tPool.keepsNothing = true;
+  keepAtMost(0);
+}
+
+/// What has the system call endPool. Not a thread_local object with a destructor: when there is no memory to note that
+/// one down, the C library ends the process.
+class PoolEnd {
+ public:
+  PoolEnd() noexcept : fIsMade(::pthread_key_create(&fKey, &endPool) == 0) {}
   PoolEnd(const PoolEnd&) = delete;
   PoolEnd& operator=(const PoolEnd&) = delete;
   ~PoolEnd() {
-    tPool.isThreadEnding = true;
-    keepAtMost(0);
+    if (fIsMade) ::pthread_key_delete(fKey);
   }
+  /// False: the calling thread's end will go unnoticed.
+  [[nodiscard]] bool await() const noexcept { return fIsMade && ::pthread_setspecific(fKey, &tPool) == 0; }
+
+ private:
+  pthread_key_t fKey = 0;
+  bool fIsMade;
 };
 
 Segment* takeSegment() {
   if (tPool.kept == nullptr) {
-    static thread_local PoolEnd sPoolEnd;
-    static_cast<void>(sPoolEnd);
+    static const PoolEnd sPoolEnd;
     Segment* const segment = mapSegment();
+    tPool.keepsNothing = !sPoolEnd.await();
     ++tPool.usedCount;
     return segment;
   }
@@ -227,7 +239,7 @@ void giveSegmentBack(Segment* segment) noexcept {
   ++tPool.keptCount;
   --tPool.usedCount;
   const bool isOutside = tPool.usedCount == 0;
-  keepAtMost(tPool.isThreadEnding ? 0 : isOutside ? kKeptOutside : kKeptInside);
+  keepAtMost(tPool.keepsNothing ? 0 : isOutside ? kKeptOutside : kKeptInside);
 }
 
 /// Goes to the segment, and is back when the job has ended.
