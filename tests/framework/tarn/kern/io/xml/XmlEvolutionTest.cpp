@@ -33,6 +33,8 @@ class XmlEvolution : public testing::Test {
     book.attribute(u"pages", StandardTypes::integerMeta);
     book.attribute(u"tags", StandardTypes::stringMeta).many();
     book.attribute(u"mood", u"Mood");
+    book.attribute(u"moods", u"Mood").many();
+    book.attribute(u"prices", StandardTypes::integerMeta).many();
     book.attribute(u"weight", StandardTypes::realMeta);
     book.attribute(u"size", point).many();
     book.attribute(u"notes", StandardTypes::stringToStringMapMeta);
@@ -97,6 +99,21 @@ TEST_F(XmlEvolution, AdaptsOlderContentWhileItIsRead) {
   // What is written now is of the current version, and names the type of every element.
   EXPECT_THAT(written(model), HasSubstr("<books xsi:type=\"shelving:Book\""));
   EXPECT_EQ(readVersioned(written(model))->getElementCount(), 3U);
+}
+
+TEST_F(XmlEvolution, TakesAnAttributeOfWordsForTheEntriesOfACollection) {
+  // One text is short, the other one long enough to live on the heap.
+  for (const std::string prices : {"7", "12 -3 400000000 50000000"}) {
+    const Model model =
+        readVersioned(document("1.0",
+                               "<books xsi:type=\"s:Volume\" xmi:id=\"_00000000-0000-0000-0000-000000000002\" "
+                               "moods=\"wild calm wild\" prices=\"" +
+                                   prices + "\"/>"));
+    const ModelElement book = elementOf(model, 2);
+    EXPECT_EQ(book->peekCollection<std::int64_t>(book->property(u"moods")), (std::vector<std::int64_t>{1, 0, 1}));
+    EXPECT_EQ(book->peekCollection<std::int32_t>(book->property(u"prices")),
+              prices == "7" ? std::vector<std::int32_t>{7} : (std::vector<std::int32_t>{12, -3, 400000000, 50000000}));
+  }
 }
 
 TEST_F(XmlEvolution, NamesTheSwitchWhenOldContentDoesNotFit) {

@@ -348,8 +348,8 @@ RawValue XmiRawReader::fitted(RawValue value, const meta::Property& property) {
       if (!wasLeftOut) entries.push_back(std::move(fitted));
     }
   } else if (isWords) {
-    for (const std::string_view word : wordsOf(ustring_to_utf8(value.text())))
-      entries.emplace_back(utf8_to_ustring(word));
+    const std::string text = ustring_to_utf8(value.text());  // which the words are views of
+    for (const std::string_view word : wordsOf(text)) entries.emplace_back(utf8_to_ustring(word));
   } else if (!value.isNull()) {
     RawValue fitted = fittedEntry(std::move(value), property);
     if (!fitted.isNull()) entries.push_back(std::move(fitted));
