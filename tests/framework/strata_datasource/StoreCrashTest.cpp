@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <iostream>
 #include <random>
 
 #include <gmock/gmock.h>
@@ -17,7 +18,9 @@ using storetest::sql;
 
 namespace {
 
-/// What was acknowledged is in the file, whole, whatever happened to the program that wrote it.
+/// What was acknowledged is in the file, whole, whatever happened to the program that wrote it. A campaign
+/// (scripts/store_campaign) asks for more by the environment: STORE_KILLS, STORE_FAULTS, and STORE_SMALL_DISK, a folder
+/// on a file system that fills up soon.
 class StoreCrashTest : public testing::Test {
  protected:
   void SetUp() override { static_cast<void>(kerneltest::types()); }  // registers them
@@ -111,6 +114,21 @@ TEST_F(StoreCrashTest, LosesNothingThatWasAcknowledgedWhenKilled) {
   }
   EXPECT_GT(killed, 0U);
   EXPECT_GT(commits, 100U);
+  std::cout << "killed " << killed << " times, commits " << commits << ", lost 0, corrupt 0\n";
+}
+
+TEST_F(StoreCrashTest, LosesNothingThatWasAcknowledgedWhenTheDiskIsFull) {
+  const auto fillUp = [&](const std::string& path, const std::string& limit) {
+    const std::string command = limit + "exec " STORE_VICTIM " " + path + " 1000000";
+    const Run result = run({"sh", "-c", command}, -1);
+    ASSERT_TRUE(WIFEXITED(result.status)) << limit;
+    EXPECT_EQ(WEXITSTATUS(result.status), 3) << "a commit failed, and said so";
+    EXPECT_GT(result.acknowledged, 0U);
+    EXPECT_EQ(commitsIn(path), result.acknowledged);
+    std::cout << "commits " << result.acknowledged << " until the disk was full, lost 0, corrupt 0\n";
+  };
+  fillUp(fPath, "trap '' XFSZ; ulimit -f 400; ");  // in blocks of 512 or 1024 bytes
+  if (const char* disk = std::getenv("STORE_SMALL_DISK")) fillUp(std::string(disk) + "/victim.db", "");
 }
 
 #ifdef NIMBO_TEST_FAULTS
@@ -124,8 +142,8 @@ TEST_F(StoreCrashTest, LosesNothingThatWasAcknowledgedWhenSystemCallsFail) {
   ASSERT_TRUE(canTrace()) << kNoTrace;
   const int most = repeats("STORE_FAULTS", 9);
   std::size_t hits = 0;
-  for (const std::string call : {"pwrite64", "fdatasync", "fsync", "ftruncate", "unlink", "openat"}) {
-    for (const std::string fault : {"error=EIO", "error=ENOSPC", "signal=KILL"}) {
+  for (const std::string call : {"pwrite64", "fdatasync", "fsync", "ftruncate", "unlink", "openat", "close"}) {
+    for (const std::string fault : {"error=EIO", "error=ENOSPC", "error=EINTR", "signal=KILL"}) {
       for (int when = 1; when <= most; ++when) {
         // Every third of a store that is there already, the others of a new one.
         ::unlink(fPath.c_str());
@@ -136,7 +154,7 @@ TEST_F(StoreCrashTest, LosesNothingThatWasAcknowledgedWhenSystemCallsFail) {
                                             "-o",     fFolder / "trace",
                                             "-e",     "trace=" + call,
                                             "-e",     "inject=" + call + ":" + fault + ":when=" + std::to_string(when)};
-        if (call == "openat" || call == "unlink") {  // the loader opens files too
+        if (call == "openat" || call == "close" || call == "unlink") {  // the loader opens files too
           command.insert(command.end(), {"-P", fPath, "-P", fPath + "-journal"});
         }
         command.insert(command.end(), {STORE_VICTIM, fPath, "4"});
@@ -154,6 +172,7 @@ TEST_F(StoreCrashTest, LosesNothingThatWasAcknowledgedWhenSystemCallsFail) {
     }
   }
   EXPECT_GT(hits, 10U);
+  std::cout << "system calls that failed or killed: " << hits << ", lost 0, corrupt 0\n";
 }
 
 TEST_F(StoreCrashTest, OpensAgainAfterAProgramDiedInTheMiddleOfACommit) {
