@@ -6,6 +6,8 @@
 #include <locale>
 #include <streambuf>
 
+#include <boost/date_time/posix_time/time_formatters.hpp>
+
 #include "html/StreamBuf.h"
 
 namespace quillon::nimbo::detail {
@@ -51,6 +53,46 @@ void putReal(std::ostream& os, double number) {
   const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::general,
                                  static_cast<int>(precision));
   putText(os, {text.data(), end.ptr});
+}
+
+bool isPlainest(std::ostream& os) {
+  constexpr auto kBase = std::ios_base::basefield | std::ios_base::showbase;
+  // Otherwise the one output at which the buffer fails would throw nothing, and the one after it would.
+  const auto exceptions = os.exceptions();
+  const bool throwsAtOnce = exceptions == std::ios_base::goodbit || (exceptions & std::ios_base::badbit) != 0;
+  return !needsGuard(os) && hasUsualNumbers(os) && (os.flags() & kBase) == std::ios_base::dec && throwsAtOnce &&
+         html::htmlBuffer(os) == nullptr;
+}
+
+namespace {
+
+/// Writes the digits of `value` so that they end before `end`.
+void putDigits(char* end, long value, int digits) {
+  for (; digits > 0; --digits, value /= 10) *--end = static_cast<char>('0' + value % 10);
+}
+
+}  // namespace
+
+TimeText::TimeText(const boost::posix_time::ptime& time) {
+  if (time.is_special()) {
+    fSize = boost::posix_time::to_simple_string(time).copy(fText.data(), fText.size());
+    return;
+  }
+  constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
+  constexpr int kFractionDigits = boost::posix_time::time_duration::num_fractional_digits();
+  const auto date = time.date().year_month_day();
+  const boost::posix_time::time_duration clock = time.time_of_day();
+  const long fraction = clock.fractional_seconds();
+  fSize = std::string_view("0000-Mmm-00 00:00:00.").copy(fText.data(), fraction == 0 ? 20 : 21);
+  putDigits(&fText[4], date.year, 4);
+  kMonths.substr((date.month.as_number() - 1U) * 3U).copy(&fText[5], 3);
+  putDigits(&fText[11], date.day, 2);
+  putDigits(&fText[14], clock.hours(), 2);
+  putDigits(&fText[17], clock.minutes(), 2);
+  putDigits(&fText[20], clock.seconds(), 2);
+  if (fraction == 0) return;
+  fSize += kFractionDigits;
+  putDigits(&fText[fSize], fraction, kFractionDigits);
 }
 
 }  // namespace quillon::nimbo::detail

@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "PlainText.h"
+#include "PlainTree.h"
 #include "PrintingParts.h"
 #include "StoredTypes.h"
 #include "TypeTags.h"
@@ -74,6 +75,7 @@ PrettyPrinter& PrettyPrinter::emitNullElements(bool on) {
 
 void PrettyPrinter::print(std::ostream& os, const Model& model) {
   checkModel(model);
+  if (detail::PlainTree::suits(*this, os)) return detail::PlainTree(*this, os).print(model);
   if (html::isHTMLStream(os)) fNumbers.reserve(model->getElementCount());
   for (const ModelElement& element : model->getTopLevelElements()) emitElement(os, element, "", true);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <string>
 #include <type_traits>
@@ -42,6 +43,17 @@ bool visitStoredType(SerializationTag tag, const Visit& visit) {
   }
   // clang-format on
   return false;
+}
+
+/// The same answer as comparing two Values of the same plain type that hold the objects. nullptr is an absent value.
+template <class T>
+[[nodiscard]] bool areEqualStored(const T* a, const T* b) {
+  if (a == nullptr || b == nullptr) return a == b;
+  if constexpr (std::is_same_v<T, double>) {  // bits, so that -0.0 is not lost to 0.0
+    return std::bit_cast<std::uint64_t>(*a) == std::bit_cast<std::uint64_t>(*b);
+  } else {
+    return *a == *b;
+  }
 }
 
 }  // namespace quillon::nimbo::detail

@@ -5,7 +5,6 @@
 #include <type_traits>
 
 #include <boost/date_time/posix_time/posix_time_io.hpp>
-#include <boost/date_time/posix_time/time_formatters.hpp>
 #include <boost/uuid/uuid_io.hpp>
 
 #include <bedrock/deep_call.h>
@@ -87,7 +86,7 @@ void showData(const Value& value, const Show& show) {
 /// locale may give months other names, or times another form.
 void putTime(std::ostream& os, const boost::posix_time::ptime& time) {
   if (os.getloc() == std::locale::classic()) {
-    detail::putText(os, boost::posix_time::to_simple_string(time));
+    detail::putText(os, detail::TimeText(time).view());
   } else {
     os << time;
   }

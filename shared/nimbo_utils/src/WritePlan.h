@@ -1,8 +1,6 @@
 #pragma once
 
-#include <bit>
 #include <cstdint>
-#include <type_traits>
 #include <unordered_map>
 #include <vector>
 
@@ -12,6 +10,7 @@
 #include <tarn/kern/meta/Class.h>
 #include <tarn/kern/meta/Property.h>
 
+#include "StoredTypes.h"
 #include "quillon/nimbo/SerializationTag.h"
 
 namespace quillon::nimbo::detail {
@@ -65,14 +64,7 @@ struct PropertyPlan {
   /// For the routes Object and EnumNumber: the same answer as comparing Values. nullptr is an absent value.
   template <class T>
   [[nodiscard]] bool equalsDefault(const T* object) const {
-    if (!hasDefault()) return false;
-    const auto* expected = static_cast<const T*>(defaultObject);
-    if (object == nullptr || expected == nullptr) return object == expected;
-    if constexpr (std::is_same_v<T, double>) {  // bits, so that -0.0 is not lost to a default of 0.0
-      return std::bit_cast<std::uint64_t>(*object) == std::bit_cast<std::uint64_t>(*expected);
-    } else {
-      return *object == *expected;
-    }
+    return hasDefault() && areEqualStored(object, static_cast<const T*>(defaultObject));
   }
 };
 

@@ -16,6 +16,10 @@
 
 namespace quillon::nimbo {
 
+namespace detail {
+class PlainTree;
+}
+
 /// Prints any model as an indented tree, and as a report page to browse it in.
 ///
 ///     Package {                       A line per property: attributes as values, references as the entry of their
@@ -145,6 +149,8 @@ class NIMBO_EXPORT PrettyPrinter {
   static std::string ptrId(const void* pointer);
 
  private:
+  friend class detail::PlainTree;  // what print does on most streams
+
   static Value readProperty(const ModelElement& element, const Property& property);
   [[nodiscard]] std::size_t indentWidth(bool expander) const;
   void emitIndent(std::ostream& os, bool expander) const;
