@@ -7,6 +7,7 @@
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 
+#include <tarn/kern/BulkEdit.h>
 #include <tarn/kern/Collections.h>
 
 namespace bench::model {
@@ -59,11 +60,11 @@ void addChild(const ModelElement& folder, const ModelElement& child, const Bench
 
 /// `targets` is empty room that is used again and again.
 void setReferences(const Record& record, ModelElement::Impl& element, const std::vector<ModelElement>& elements,
-                   const BenchMetaModel& meta, std::vector<ModelElement>& targets) {
-  if (record.base != kNoRecord) element.set<ModelElement>(meta.base, elements[record.base]);
+                   const BenchMetaModel& meta, std::vector<ModelElement::Impl*>& targets) {
+  if (record.base != kNoRecord) tarn::kern::bulk::setTarget(element, meta.base, elements[record.base].get());
   if (record.related.empty()) return;
-  for (const RecordIndex target : record.related) targets.push_back(elements[target]);
-  element.getPropertyValue(meta.related, ReflectionPrivateTag::PUBLIC_ACCESS).toElementCollection().assign(targets);
+  for (const RecordIndex target : record.related) targets.push_back(elements[target].get());
+  tarn::kern::bulk::assignTargets(element, meta.related, targets);
   targets.clear();
 }
 
@@ -84,7 +85,7 @@ Model build(const Description& description, const BenchMetaModel& meta) {
     setValues(*element, record, meta);
     if (record.parent != kNoRecord) addChild(elements[record.parent], element, meta);
   }
-  std::vector<ModelElement> targets;
+  std::vector<ModelElement::Impl*> targets;
   for (std::size_t i = 0; i < description.size(); ++i) {
     setReferences(description[i], *elements[i], elements, meta, targets);
   }

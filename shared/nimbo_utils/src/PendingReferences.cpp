@@ -1,7 +1,9 @@
 #include "PendingReferences.h"
 
+#include <span>
 #include <utility>
 
+#include <tarn/kern/BulkEdit.h>
 #include <tarn/kern/Collections.h>
 
 namespace quillon::nimbo {
@@ -17,7 +19,6 @@ void PendingReferences::flush() {
   Records records;
   for (std::size_t i = 0; i < targetCount; ++i) {
     records[i] = fTargets[i] == kNull ? nullptr : fElements.find(fTargets[i])->element.get();
-    __builtin_prefetch(records[i]);
   }
   for (std::size_t i = 0; i < ownerCount; ++i) {
     const Owner& owner = fOwners[i];
@@ -31,27 +32,24 @@ void PendingReferences::flush() {
 
 void PendingReferences::setReference(const Owner& owner, ModelElement::Impl* target) {
   const tarn::kern::meta::Property& property = owner.property->property;
-  if (target != nullptr) {
-    owner.element->set<ModelElement>(property, ModelElement(target), ReflectionPrivateTag::PRIVILEGED_ACCESS);
+  if (target != nullptr || owner.property->isOptional) {
+    tarn::kern::bulk::setTarget(*owner.element, property, target, ReflectionPrivateTag::PRIVILEGED_ACCESS);
   } else {
-    owner.element->setPropertyValue(property, Value::createEmptyValue(property->getType(), !owner.property->isOptional),
+    owner.element->setPropertyValue(property, Value::createEmptyValue(property->getType(), true),
                                     ReflectionPrivateTag::PRIVILEGED_ACCESS);
   }
 }
 
 /// An empty collection takes all of them in one step, with the same result.
 void PendingReferences::appendMembers(const Owner& owner, const Records& records, std::size_t end) {
-  const Value value =
-      owner.element->getPropertyValue(owner.property->property, ReflectionPrivateTag::PRIVILEGED_ACCESS);
-  ElementCollection& collection = value.toElementCollection();
-  fMembers.clear();
-  for (std::size_t i = owner.firstTarget; i < end; ++i) fMembers.emplace_back(records[i]);
-  if (collection.empty()) {
-    collection.assign(fMembers);
-  } else {
-    for (const ModelElement& member : fMembers) collection.addElement(member);
+  const tarn::kern::meta::Property& property = owner.property->property;
+  const std::span members(records.data() + owner.firstTarget, end - owner.firstTarget);
+  if (owner.element->peekElements(property).empty()) {
+    tarn::kern::bulk::assignTargets(*owner.element, property, members, ReflectionPrivateTag::PRIVILEGED_ACCESS);
+    return;
   }
-  fMembers.clear();
+  const Value value = owner.element->getPropertyValue(property, ReflectionPrivateTag::PRIVILEGED_ACCESS);
+  for (ModelElement::Impl* member : members) value.toElementCollection().addElement(ModelElement(member));
 }
 
 }  // namespace quillon::nimbo

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstddef>
-#include <vector>
 
 #include <tarn/kern/ModelElement.h>
 
@@ -69,7 +68,6 @@ class PendingReferences {
   std::size_t fTargetCount = 0;
   std::array<Owner, kMost> fOwners;
   std::array<Elements::Index, kMost> fTargets;
-  std::vector<tarn::kern::ModelElement> fMembers;  // empty room that is used again and again
 };
 
 }  // namespace quillon::nimbo

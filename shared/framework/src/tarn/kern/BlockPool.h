@@ -7,35 +7,42 @@
 #include <unordered_map>
 #include <vector>
 
+#include "ChunkDirectory.h"
+
 namespace tarn::kern::internal {
 
-/// Memory for the records of one model: blocks of one size come from chunks that grow with their number, so that
-/// records of one class lie together and the general allocator is asked rarely. Blocks go back to a free list; chunks
-/// go with the pool.
+/// Memory for the records of one model: those of one layout come from chunks that grow with their number, so that they
+/// lie together and the general allocator is asked rarely. Blocks go back to a free list; chunks go with the pool.
 class BlockPool {
  public:
-  /// 16-byte aligned. Throws std::bad_alloc.
-  [[nodiscard]] void* allocate(std::size_t bytes) {
-    Class& blocks = classOf(bytes);
+  /// A block of `bytes`, always the same number for one layout; 16-byte aligned. Throws std::bad_alloc.
+  [[nodiscard]] void* allocate(const Layout& layout, std::size_t bytes) {
+    Class& blocks = classOf(layout, bytes);
     if (blocks.free != nullptr) {
       void* block = blocks.free;
       blocks.free = *static_cast<void**>(block);
       return block;
     }
-    if (blocks.left == 0) grow(blocks);
+    if (blocks.left == 0) grow(blocks, layout);
     --blocks.left;
     void* block = blocks.next;
     blocks.next += blocks.bytes;
     return block;
   }
 
-  void free(void* block, std::size_t bytes) noexcept {
-    const std::size_t size = rounded(bytes);
-    if (fLast == nullptr || fLast->bytes != size)
-      fLast = fClasses.find(size)->second.get();  // allocated, so it is there
+  /// @pre the block is of this layout
+  void free(void* block, const Layout& layout) noexcept {
+    if (fLastLayout != &layout) {
+      fLast = fClasses.find(&layout)->second.get();  // allocated, so it is there
+      fLastLayout = &layout;
+    }
     *static_cast<void**>(block) = fLast->free;
     fLast->free = block;
   }
+
+  /// The layout of the block at the address, which need not be looked at for that. nullptr where the address alone does
+  /// not tell: it is not of this pool, or of one of its small chunks.
+  [[nodiscard]] const Layout* layoutAt(const void* address) const noexcept { return fDirectory.find(address); }
 
  private:
   static constexpr std::size_t kFirstChunkBlocks = 4;
@@ -50,30 +57,39 @@ class BlockPool {
     std::vector<std::unique_ptr<std::byte[]>> chunks;
   };
 
-  static std::size_t rounded(std::size_t bytes) noexcept { return (bytes + 15) & ~std::size_t{15}; }
-
-  Class& classOf(std::size_t bytes) {
-    const std::size_t size = rounded(bytes);
-    if (fLast != nullptr && fLast->bytes == size) return *fLast;
-    std::unique_ptr<Class>& entry = fClasses[size];
+  Class& classOf(const Layout& layout, std::size_t bytes) {
+    if (fLastLayout == &layout) return *fLast;
+    std::unique_ptr<Class>& entry = fClasses[&layout];
     if (entry == nullptr) {
       entry = std::make_unique<Class>();
-      entry->bytes = size;
+      entry->bytes = (bytes + 15) & ~std::size_t{15};
     }
     fLast = entry.get();
+    fLastLayout = &layout;
     return *fLast;
   }
 
-  static void grow(Class& blocks) {
-    blocks.chunks.reserve(blocks.chunks.size() + 1);
-    blocks.chunks.push_back(std::make_unique_for_overwrite<std::byte[]>(blocks.bytes * blocks.chunkBlocks));
+  void grow(Class& blocks, const Layout& layout) {
+    const std::size_t bytes = blocks.bytes * blocks.chunkBlocks;
+    const bool isLarge = bytes >= ChunkDirectory::kLeastChunk;
+    if (isLarge) fDirectory.reserve(bytes);
+    blocks.chunks.push_back(nullptr);  // room first
+    try {
+      blocks.chunks.back() = std::make_unique_for_overwrite<std::byte[]>(bytes);
+    } catch (...) {
+      blocks.chunks.pop_back();
+      throw;
+    }
     blocks.next = blocks.chunks.back().get();
     blocks.left = blocks.chunkBlocks;
     blocks.chunkBlocks = std::max(kFirstChunkBlocks, std::min(blocks.chunkBlocks * 2, kLargestChunk / blocks.bytes));
+    if (isLarge) fDirectory.add(blocks.next, bytes, layout);
   }
 
-  std::unordered_map<std::size_t, std::unique_ptr<Class>> fClasses;
+  std::unordered_map<const Layout*, std::unique_ptr<Class>> fClasses;
   Class* fLast = nullptr;
+  const Layout* fLastLayout = nullptr;
+  ChunkDirectory fDirectory;
 };
 
 }  // namespace tarn::kern::internal

@@ -82,7 +82,7 @@ void ModelCore::freeRecord(ElementRecord* record) noexcept {
   ElementSlotMaker maker(*record);
   destroySlots(layout, record->area(), maker);
   record->~ElementRecord();
-  fPool.free(record, sizeof(ElementRecord) + layout.sizeBytes);
+  fPool.free(record, layout);
 }
 
 // An element ends in two steps, the first for all that end together: values of one may hold handles to another, and
@@ -135,14 +135,14 @@ ElementRecord* ModelCore::create(const meta::Class& type, const boost::uuids::uu
   const Layout& layout = type->layout();
   const std::size_t bytes = sizeof(ElementRecord) + layout.sizeBytes;
   const auto place = static_cast<std::uint32_t>(fTable.size());
-  void* block = fPool.allocate(bytes);
+  void* block = fPool.allocate(layout, bytes);
   auto* record = new (block) ElementRecord(type, identity, *this, place);
   try {
     ElementSlotMaker maker(*record);
     constructSlots(layout, record->area(), maker);
   } catch (...) {
     record->~ElementRecord();
-    fPool.free(block, bytes);
+    fPool.free(block, layout);
     throw;
   }
   record->born = fSerial;
@@ -256,6 +256,7 @@ void ModelCore::swapLife(ElementRecord& element, bool alive) noexcept {
   } else {
     --fLiveCount;
     if (element.container == nullptr) --fTopCount;
+    fMayHaveUnreadable = true;
   }
 }
 
@@ -839,14 +840,17 @@ void ModelCore::move(ElementRecord& element, const SlotInfo& slot, std::size_t f
   scope.done();
 }
 
-/// The members of a short list of plain references, where nobody could ask what it held before.
+void ModelCore::overwritePlainReference(ElementRecord& element, const SlotInfo& slot, ElementRecord* target) noexcept {
+  element.reference(slot) = target;
+  if (target != nullptr) noteReference(element, target);
+}
+
 void ModelCore::overwritePlainList(ElementRecord& element, const SlotInfo& slot,
                                    std::span<ElementRecord* const> members) {
   ElementList list;
   list.reserve(static_cast<std::uint32_t>(members.size()));
   const bool unique = isUnique(slot);
   for (ElementRecord* member : members) {
-    checkTarget(element, slot, member);
     if (member != nullptr && unique && list.find(member) != ElementList::kNone) continue;
     list.insertAt(list.physicalSize(), member);
   }
@@ -857,7 +861,8 @@ void ModelCore::overwritePlainList(ElementRecord& element, const SlotInfo& slot,
 }
 
 void ModelCore::assign(ElementRecord& element, const SlotInfo& slot, std::span<ElementRecord* const> members) {
-  if (!slot.isComposite && !slot.isPaired && members.size() < ElementList::kLong && mayOverwrite(element)) {
+  if (members.size() < ElementList::kLong && mayOverwritePlain(element, slot)) {
+    for (const ElementRecord* member : members) checkTarget(element, slot, member);
     return overwritePlainList(element, slot, members);
   }
   // What is to be there, each once where the collection is unique.
@@ -1362,6 +1367,7 @@ void ModelCore::tidy() noexcept {
   if (fStore == nullptr) {  // which keeps the numbers too
     if (sparseTable || longTop) packTopLevel();
     if (sparseTable) packTable();
+    if (fSurvivors == 0) fMayHaveUnreadable = false;  // what was destroyed is freed by now
   }
   // Nodes of references that are no more pile up. Making all anew costs a scan, so as many must have come since the
   // last.

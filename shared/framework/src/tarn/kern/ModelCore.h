@@ -63,6 +63,19 @@ class ModelCore {
     return fLevels.empty() ? fObservers.empty() && fUndoLimit == 0 && fStore == nullptr : !isJournaled(element);
   }
   void setReference(ElementRecord& element, const SlotInfo& slot, ElementRecord* target);
+  /// The same for references that nothing but the slot itself shows.
+  [[nodiscard]] bool mayOverwritePlain(const ElementRecord& element, const SlotInfo& slot) const noexcept {
+    return !slot.isComposite && !slot.isPaired && mayOverwrite(element);
+  }
+  /// The layout of an element of this model that can be read, as far as its address alone tells: its record, which may
+  /// lie anywhere in memory, is not touched. nullptr says nothing.
+  [[nodiscard]] const Layout* layoutByAddress(const ElementRecord* record) const noexcept {
+    return fMayHaveUnreadable ? nullptr : fPool.layoutAt(record);
+  }
+  /// @pre mayOverwritePlain(), and the target can be read, conforms, and is of this model
+  void overwritePlainReference(ElementRecord& element, const SlotInfo& slot, ElementRecord* target) noexcept;
+  /// The same for a list. @pre also: there are fewer members than make a list long
+  void overwritePlainList(ElementRecord& element, const SlotInfo& slot, std::span<ElementRecord* const> members);
   void setContainer(ElementRecord& element, const SlotInfo& slot, ElementRecord* container);
   /// At the logical index, or at the end when that is past it. False when a unique collection had it already.
   bool insert(ElementRecord& element, const SlotInfo& slot, std::size_t index, ElementRecord* member);
@@ -200,7 +213,6 @@ class ModelCore {
   [[nodiscard]] const SlotInfo& oppositeSlot(const SlotInfo& slot, const ElementRecord& target) const;
   void insertChecked(ElementRecord& element, const SlotInfo& slot, std::uint32_t position, ElementRecord* member);
   void removeChecked(ElementRecord& element, const SlotInfo& slot, std::uint32_t position);
-  void overwritePlainList(ElementRecord& element, const SlotInfo& slot, std::span<ElementRecord* const> members);
   [[nodiscard]] bool holds(ElementRecord& element, const SlotInfo& slot, ElementRecord* member) const noexcept;
   void collectContents(ElementRecord& element, std::vector<ElementRecord*>& found) const;
   void clearReferencesTo(ElementRecord& target);
@@ -252,6 +264,7 @@ class ModelCore {
   std::size_t fFreed = 0;              // nulls in the table
   UuidIndex fUuids;
   std::size_t fLiveCount = 0;
+  bool fMayHaveUnreadable = false;  // false: every record that the pool gave out is State::Live
   std::vector<std::uint32_t> fTop;  // places in the table; an entry stands where the record's topPosition points back
   std::size_t fTopCount = 0;
   std::unique_ptr<BackReferences> fBackReferences;

@@ -30,17 +30,18 @@ ElementRecord* ModelCore::adopt(const meta::Class& type, const boost::uuids::uui
   const Layout& layout = type->layout();
   const std::size_t bytes = sizeof(ElementRecord) + layout.sizeBytes;
   const auto place = static_cast<std::uint32_t>(fTable.size());
-  void* block = fPool.allocate(bytes);
+  void* block = fPool.allocate(layout, bytes);
   auto* record = new (block) ElementRecord(type, uuid, *this, place);
   try {
     ElementSlotMaker maker(*record);
     constructEmptySlots(layout, record->area(), maker);
   } catch (...) {
     record->~ElementRecord();
-    fPool.free(block, bytes);
+    fPool.free(block, layout);
     throw;
   }
   record->state = ElementRecord::State::Unloaded;
+  fMayHaveUnreadable = true;
   record->isFromStore = true;
   fTable.push_back(record);
   fUuids.insert(uuid, place);

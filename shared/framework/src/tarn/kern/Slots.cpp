@@ -209,6 +209,12 @@ void checkConforms(const SlotInfo& slot, const ModelElement& element) {
   if (type != typeOf(slot) && !type->conformsTo(typeOf(slot))) throwCannotCast(type);
 }
 
+bool conforms(const SlotInfo& slot, const Layout& layout) {
+  if (layout.type == typeOf(slot)) return true;
+  const auto type = narrow<meta::Class>(layout.type);
+  return type && type->conformsTo(typeOf(slot));
+}
+
 ModelElement elementOf(const SlotInfo& slot, const Value& value) {
   if (value.getMeta().upper != 1) throwCannotCast(value.getType());
   ModelElement element = value.get<ModelElement>();

@@ -69,6 +69,8 @@ void putSingle(const SlotInfo& slot, std::byte* area, Value&& value) noexcept;
 /// Checks that an element may stand in a class-typed slot: its class conforms, or it is null. @throws the cast failure
 /// with the element's class.
 void checkConforms(const SlotInfo& slot, const ModelElement& element);
+/// Whether elements of that layout may.
+[[nodiscard]] bool conforms(const SlotInfo& slot, const Layout& layout);
 /// The element in a value for a class-typed single slot; null for absent. @throws the cast failure as above.
 [[nodiscard]] ModelElement elementOf(const SlotInfo& slot, const Value& value);
 
