@@ -710,7 +710,7 @@ void BinParser::readRoots(StreamIArchive& archive) {
 void BinParser::destroyDangling() {
   if (!fTables) return;
   fTables->elements.forEach([](const ParsedElement& entry) {
-    if (entry.defined || !entry.element || entry.element->isDestroyed()) return;
+    if (entry.defined || entry.element->isDestroyed()) return;
     warnDangling(*entry.element);
     entry.element->destroy();
   });

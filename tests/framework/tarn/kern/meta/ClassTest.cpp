@@ -30,6 +30,13 @@ TEST_F(ClassTest, WithoutASuperclassAClassDerivesFromTheRoot) {
   EXPECT_FALSE(object->getSuperclass());
 }
 
+TEST_F(ClassTest, TheRootMayBeNamedAsTheSuperclass) {
+  PackageBuilder builder(u"rooted");
+  builder.addClass(u"Book").extends(ModelElement::metaClass());
+  builder.registerPackage();
+  EXPECT_EQ(find<Class>(u"rooted.Book")->getSuperclass(), ModelElement::metaClass());
+}
+
 TEST_F(ClassTest, AWalkUpTheSuperclassesEndsAtTheRoot) {
   lib.addClass(u"Novel").extends(u"Book");
   lib.addClass(u"Book").extends(u"Medium");

@@ -77,6 +77,24 @@ TEST_F(MetaHandles, AClassMayStandForATypeAndIsNarrowedBack) {
   EXPECT_NE(dynamic_cast<Class::Impl*>(type.get()), nullptr);
 }
 
+TEST_F(MetaHandles, EveryHandleIsNarrowedByTheKindOfItsRecord) {
+  const NamedElement type = book;
+  const NamedElement title = book->getProperty(u"title");
+  EXPECT_EQ(narrow<Type>(type), book);
+  EXPECT_FALSE(narrow<Type>(title));
+  EXPECT_EQ(narrow<TypedElement>(title)->getType(), StandardTypes::stringMeta);
+  EXPECT_FALSE(narrow<TypedElement>(type));
+  EXPECT_EQ(type->getName(), u"Book");
+  EXPECT_EQ(title->getName(), u"title");
+}
+
+TEST_F(MetaHandles, AnnotationsAreEqualByAllTheyHold) {
+  const Annotation note{u"tool", {{u"key", u"value"}}};
+  EXPECT_EQ(note, (Annotation{u"tool", {{u"key", u"value"}}}));
+  EXPECT_NE(note, (Annotation{u"loot", {{u"key", u"value"}}}));
+  EXPECT_NE(note, (Annotation{u"tool", {}}));
+}
+
 TEST_F(MetaHandles, EveryElementOfTheMetaModelHasAMetaClass) {
   EXPECT_EQ(book->getMetaClass(), Class::metaClass());
   EXPECT_EQ(find<DataType>(u"lib.Size")->getMetaClass(), DataType::metaClass());

@@ -1,5 +1,7 @@
 #include <cstdint>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -256,6 +258,43 @@ TEST_F(PackageBuilderFaults, WhatMayBeInheritedFromAnUnknownClassIsNotCalledMiss
   EXPECT_THAT(faultsOf(lib), ElementsAre("class \"lib.Base\": unknown superclass \"Unknwon\""));
 }
 
+TEST_F(PackageBuilderFaults, WhatMayBeInheritedFromOneOfSeveralUnknownClassesIsNotCalledMissing) {
+  lib.addClass(u"Named");
+  lib.addClass(u"Base").extends(u"Unknwon");
+  lib.addClass(u"Book").extends(u"Base").alsoConformsTo(u"Named").reference(u"shelf", u"Book").opposite(u"books");
+  lib.addClass(u"Map").alsoConformsTo(u"Base").reference(u"shelf", u"Map").opposite(u"maps");
+  EXPECT_THAT(faultsOf(lib), ElementsAre("class \"lib.Base\": unknown superclass \"Unknwon\""));
+}
+
+TEST_F(PackageBuilderFaults, OnlyTheFirstOfManyFaultsSayWhatIsNear) {
+  auto& genre = lib.addEnum(u"Genre").literal(u"novel", 0);
+  auto& book = lib.addClass(u"Book");
+  for (int i = 0; i < 40; ++i) {
+    book.attribute(u"genre" + bedrock::i18n::utf8_to_ustring(std::to_string(i)), genre).defaultsTo(u"novell");
+  }
+  book.reference(u"shelf", u"Book").opposite(u"bokos");
+  book.reference(u"books", u"Book").opposite(u"shlef");
+  lib.addClass(u"Map").extends(u"Bookk");
+  const std::vector<std::string> faults = faultsOf(lib);
+  ASSERT_EQ(faults.size(), 43U);
+  EXPECT_THAT(faults[0], testing::EndsWith("; did you mean \"novel\"?"));
+  EXPECT_THAT(faults[30], testing::EndsWith("; did you mean \"novel\"?"));
+  EXPECT_THAT(faults[31], testing::EndsWith("is no literal of enum \"lib.Genre\""));
+  EXPECT_THAT(faults[40], testing::EndsWith("the opposite \"bokos\" of class \"lib.Book\" does not exist"));
+  EXPECT_THAT(faults[42], testing::EndsWith("did you mean \"Book\"?")) << "found in an earlier round";
+}
+
+TEST_F(PackageBuilderFaults, OnlyTheFirstOfManyUnknownTypesSayWhatIsNear) {
+  auto& book = lib.addClass(u"Book");
+  for (int i = 0; i < 40; ++i) {
+    book.attribute(u"title" + bedrock::i18n::utf8_to_ustring(std::to_string(i)), u"Strin");
+  }
+  const std::vector<std::string> faults = faultsOf(lib);
+  ASSERT_EQ(faults.size(), 40U);
+  EXPECT_THAT(faults[31], testing::EndsWith("unknown type \"Strin\"; did you mean \"String\"?"));
+  EXPECT_THAT(faults[32], testing::EndsWith("unknown type \"Strin\""));
+}
+
 // --- Bounds and kinds of properties.
 
 TEST_F(PackageBuilderFaults, TheLowerBoundIsNotAboveTheUpper) {
@@ -394,6 +433,26 @@ TEST_F(PackageBuilderFaults, ARegisteredClassCannotBecomeAnOpposite) {
                                          "\"other.Shelf\" is registered already and does not point back"));
 }
 
+TEST_F(PackageBuilderFaults, AnOppositeInARegisteredClassMustBeThere) {
+  PackageBuilder other(u"other");
+  other.addClass(u"Shelf");
+  other.registerPackage();
+  lib.addClass(u"Book").reference(u"shelf", u"other.Shelf").opposite(u"books");
+  EXPECT_THAT(faultsOf(lib), ElementsAre("class \"lib.Book\", property \"shelf\": the opposite \"books\" of class "
+                                         "\"other.Shelf\" does not exist"));
+}
+
+TEST_F(PackageBuilderFaults, ACopiedPropertyIsNoOpposite) {
+  lib.addClass(u"Holder").composite(u"books", u"Book").many().opposite(u"shelf");
+  lib.addClass(u"Shelf").alsoConformsTo(u"Holder");
+  lib.addClass(u"Book").reference(u"shelf", u"Shelf").opposite(u"books");
+  EXPECT_THAT(faultsOf(lib),
+              ElementsAre("class \"lib.Holder\", property \"books\": the opposite \"shelf\" of class \"lib.Book\" has "
+                          "the type \"lib.Shelf\", which is not class \"lib.Holder\", where this property is declared",
+                          "class \"lib.Book\", property \"shelf\": the opposite \"books\" of class \"lib.Shelf\" is "
+                          "declared by class \"lib.Holder\": the type must be that class"));
+}
+
 // --- Qualifiers.
 
 TEST_F(PackageBuilderFaults, AQualifierIsASingleValueOfTheMembers) {
@@ -460,11 +519,15 @@ TEST_F(PackageBuilderFaults, ADefaultHoldsOneObjectOfTheRightKind) {
   book.attribute(u"title", StandardTypes::stringMeta)
       .defaultsTo(Value::createEmptyValue(StandardTypes::stringMeta, false));
   book.attribute(u"genre", genre).defaultsTo(Value(ValueMeta(genre, ValueFlags::Single), ustring(u"novel")));
+  book.attribute(u"pages", StandardTypes::integerMeta)
+      .defaultsTo(Value(ValueMeta(StandardTypes::integerMeta, ValueFlags::Collection), 1));
   EXPECT_THAT(faultsOf(lib),
               ElementsAre("class \"lib.Book\", property \"title\": the default holds nothing: without a default the "
                           "property is absent anyway",
                           "class \"lib.Book\", property \"genre\": the default holds an object of another C++ type "
-                          "than values of \"enums.Genre\" hold"));
+                          "than values of \"enums.Genre\" hold",
+                          "class \"lib.Book\", property \"pages\": the default is a collection, but the property is "
+                          "single-valued"));
 }
 
 TEST_F(PackageBuilderFaults, ADefaultOfAnEnumIsOneOfItsLiterals) {
@@ -476,6 +539,20 @@ TEST_F(PackageBuilderFaults, ADefaultOfAnEnumIsOneOfItsLiterals) {
                                          "of enum \"lib.Genre\"; did you mean \"novel\"?",
                                          "class \"lib.Book\", property \"second\": the default \"poem\" is no literal "
                                          "of enum \"lib.Genre\""));
+}
+
+TEST_F(PackageBuilderFaults, ADefaultOfACustomTypeIsOneOfItsTexts) {
+  lib.addPrimitive<int>(
+      u"Mark", [](const int&) { return ustring(u"one"); },
+      [](const ustring& text) {
+        if (text != u"one") throw std::invalid_argument("marks are spelt out");
+        return 1;
+      });
+  auto& book = lib.addClass(u"Book");
+  book.attribute(u"best", u"Mark").required().defaultsTo(u"one");
+  book.attribute(u"worst", u"Mark").required().defaultsTo(u"6");
+  EXPECT_THAT(faultsOf(lib), ElementsAre("class \"lib.Book\", property \"worst\": the default \"6\" is no text form of "
+                                         "primitive type \"lib.Mark\": marks are spelt out"));
 }
 
 TEST_F(PackageBuilderFaults, ARequiredEnumNeedsADefaultOrALiteralZero) {

@@ -273,12 +273,25 @@ TEST_F(PackageBuilderTest, ACustomPrimitiveTypeHasATextForm) {
   EXPECT_EQ(colour->toText(value), u"rrr");
 }
 
+TEST_F(PackageBuilderTest, ADefaultOfACustomTypeIsGivenAsText) {
+  lib.addPrimitive<Colour>(
+      u"Colour", [](const Colour&) { return ustring(); },
+      [](const ustring& text) { return Colour{static_cast<int>(text.size())}; });
+  lib.addClass(u"Wall").attribute(u"colour", u"Colour").required().defaultsTo(u"rrr");
+  lib.registerPackage();
+  const boost::optional<Value>& value = find<Class>(u"lib.Wall")->getProperty(u"colour")->defaultValue();
+  ASSERT_TRUE(value);
+  EXPECT_EQ(value->getType(), find<PrimitiveType>(u"lib.Colour"));
+  EXPECT_EQ(value->get<Colour>(), Colour{3});
+}
+
 TEST_F(PackageBuilderTest, OnlyPresentValuesOfTheCustomTypeHaveATextForm) {
   lib.addPrimitive<Colour>(
       u"Colour", [](const Colour&) { return ustring(); }, [](const ustring&) { return Colour(); });
   lib.registerPackage();
   const PrimitiveType colour = find<PrimitiveType>(u"lib.Colour");
   EXPECT_ANY_THROW(static_cast<void>(colour->toText(Value(u"text"))));
+  EXPECT_ANY_THROW(static_cast<void>(colour->toText(Value(ValueMeta(colour, ValueFlags::Collection), Colour()))));
   EXPECT_THROW(static_cast<void>(colour->toText(Value::createEmptyValue(colour, false))), std::logic_error);
   EXPECT_THROW(static_cast<void>(StandardTypes::stringMeta->toText(Value(u"text"))), std::logic_error);
   EXPECT_THROW(static_cast<void>(StandardTypes::stringMeta->fromText(u"text")), std::logic_error);
@@ -361,6 +374,17 @@ TEST_F(PackageBuilderWarnings, OppositesOfWhichNeitherOwnsTheOtherAreToldOnce) {
                           "class \"lib.Person\", property \"lent\": the binary format cannot hold it and its opposite "
                           "\"lender\" of class \"lib.Book\"" +
                               std::string(end)));
+}
+
+TEST_F(PackageBuilderWarnings, AreToldOnceForEachOfTwoPackagesRegisteredTogether) {
+  PackageBuilder other(u"other");
+  lib.addClass(u"Book").attribute(u"notes", StandardTypes::stringToStringMapMeta);
+  other.addClass(u"Map").attribute(u"legend", StandardTypes::stringToStringMapMeta);
+  PackageBuilder::registerAll({&lib, &other});
+  ASSERT_EQ(lib.warnings().size(), 1U);
+  ASSERT_EQ(other.warnings().size(), 1U);
+  EXPECT_THAT(lib.warnings().front(), testing::StartsWith("class \"lib.Book\", property \"notes\": "));
+  EXPECT_THAT(other.warnings().front(), testing::StartsWith("class \"other.Map\", property \"legend\": "));
 }
 
 TEST_F(PackageBuilderWarnings, AreLoggedAndKnowTheirPackage) {

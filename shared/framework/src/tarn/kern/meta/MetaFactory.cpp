@@ -130,7 +130,6 @@ void MetaFactory::cutSupertype(Class::Impl& type, const Class& supertype) {
 }
 
 void MetaFactory::inheritProperties(Class::Impl& type) {
-  if (!type.fSuperclass) return;
   type.fAllProperties = type.fSuperclass->fAllProperties;
   type.fByName = type.fSuperclass->fByName;
 }
