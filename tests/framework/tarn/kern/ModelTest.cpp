@@ -1,3 +1,6 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <unordered_set>
 
 #include <gmock/gmock.h>
@@ -61,6 +64,27 @@ TEST(Model, GivesEachNewElementAnotherUuid) {
   const ModelElement b = types().node->instantiate(model, kNil);
   EXPECT_NE(a->getUuid(), b->getUuid());
   EXPECT_FALSE(a->getUuid().is_nil());
+}
+
+TEST(Model, GivesOtherUuidsInAForkedProcess) {
+  const Model model = newModel();
+  newNode(model);  // random numbers are drawn ahead
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const boost::uuids::uuid uuid = newNode(model)->getUuid();
+    const bool isTold = ::write(ends[1], uuid.data, sizeof uuid.data) == sizeof uuid.data;
+    ::_exit(isTold ? 0 : 1);
+  }
+  ASSERT_GT(child, 0);
+  boost::uuids::uuid ofChild{};
+  EXPECT_EQ(::read(ends[0], ofChild.data, sizeof ofChild.data), ssize_t{sizeof ofChild.data});
+  int status = -1;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_NE(newNode(model)->getUuid(), ofChild);
+  for (const int end : ends) ::close(end);
 }
 
 TEST(Model, FindsAnElementByTheUuidItWasGiven) {

@@ -25,6 +25,7 @@ TEST(NearestName, ForgivesALetterChangedAddedLeftOutOrSwapped) {
 TEST(NearestName, ForgivesTheCaseOfLetters) {
   EXPECT_EQ(nearest(u"ISBN", {u"isbm", u"isbn"}), u"isbn");
   EXPECT_EQ(nearest(u"b", {u"a", u"B"}), u"B");
+  EXPECT_EQ(nearest(u"X-1_\u00c4", {u"x-1_\u00c5", u"x-1_\u00c4"}), u"x-1_\u00c4") << "that of ASCII letters";
 }
 
 TEST(NearestName, ForgivesOneLetterInThree) {

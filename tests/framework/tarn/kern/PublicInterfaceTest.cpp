@@ -25,6 +25,7 @@
 #include <resource_core/BaseMsgID.h>
 #include <tarn/kern/Collections.h>
 #include <tarn/kern/DateTimeUtils.h>
+#include <tarn/kern/Errors.h>
 #include <tarn/kern/Model.h>
 #include <tarn/kern/ModelElement.h>
 #include <tarn/kern/ReflectiveDataType.h>
@@ -464,6 +465,15 @@ TEST(PublicInterface, FillsEveryStandardType) {
   expectFilled(Standard::uuidMeta);
   expectFilled(Standard::dateTimeMeta);
   expectFilled(Standard::stringToStringMapMeta);
+}
+
+TEST(PublicInterface, LetsErrorsBeCopied) {
+  const KernelError first("first");
+  KernelError copy(first);
+  EXPECT_STREQ(copy.what(), "first");
+  const KernelError second("second");
+  copy = second;
+  EXPECT_STREQ(copy.what(), "second");
 }
 
 TEST(PublicInterface, EndsTheWalkUpTheClassesAtTheRoot) { EXPECT_FALSE(ModelElement::metaClass()->getSuperclass()); }

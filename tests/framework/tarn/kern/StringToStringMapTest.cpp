@@ -107,6 +107,9 @@ TEST(StringToStringMap, SurvivesBeingAssignedToItself) {
   map = same;
   map.assign(same);
   EXPECT_EQ(pairsOf(map), before);
+  StringToStringMap& itself = map;
+  map = std::move(itself);
+  EXPECT_EQ(pairsOf(map), before);
 }
 
 TEST(StringToStringMap, ComparesWithTheOrder) {

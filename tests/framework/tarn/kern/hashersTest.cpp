@@ -100,6 +100,9 @@ TEST(NimboHasher, KnowsSpecialAndFarTimes) {
   EXPECT_EQ(hash(ptime()), hash(ptime(boost::posix_time::not_a_date_time)));
   const ptime far = ptime(boost::posix_time::max_date_time) + boost::posix_time::hours(2'000'000'000);
   EXPECT_EQ(hash(far), hash(far + microseconds(0)));
+  const ptime early = ptime(boost::posix_time::min_date_time) - boost::posix_time::hours(24);
+  EXPECT_EQ(hash(early), hash(early + microseconds(0)));
+  EXPECT_NE(hash(early), hash(early + microseconds(1)));
 }
 
 }  // namespace
