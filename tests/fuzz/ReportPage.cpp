@@ -60,6 +60,17 @@ std::string pageOf(const Model& model, bool withAll) {
   return page.str();
 }
 
+/// Collections are named by their addresses; those inside values are there only while they are printed.
+std::string withoutAddresses(const std::string& page) {
+  std::string text;
+  std::size_t done = 0;
+  for (auto at = page.find("0x"); at != std::string::npos; at = page.find("0x", done)) {
+    text.append(page, done, at - done);
+    done = std::min(page.find_first_not_of("0123456789abcdef", at + 2), page.size());
+  }
+  return text.append(page, done);
+}
+
 /// Reads markup as far as it must be whole: every "<" begins a tag that a page has, quotes in it are closed, and what
 /// opens closes in order. Descriptions, which stand in a script as texts, keep to the same.
 class Markup {
@@ -128,7 +139,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::require(textOf<PlainDerived>(model, withAll) == text, "a derived printer prints the same");
   const std::string page = pageOf(model, withAll);
   Markup(page).check();
-  fuzz::require(pageOf(model, withAll) == page, "a page is the same each time");
+  fuzz::require(withoutAddresses(pageOf(model, withAll)) == withoutAddresses(page), "a page is the same each time");
   return 0;
 }
 

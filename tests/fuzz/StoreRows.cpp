@@ -198,7 +198,7 @@ class Rows {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static std::array<Rows, fuzz::store::kVariants - 1>& stores = *new std::array<Rows, fuzz::store::kVariants - 1>{
       Rows(fuzz::store::goodStore(0)), Rows(fuzz::store::goodStore(1))};  // for the life of the process
-  constexpr std::size_t kLongEnough = 128;
+  constexpr std::size_t kLongEnough = 64;
   fuzz::Decisions decisions(data, std::min(size, kLongEnough));
   const std::string changed = stores[decisions.below(stores.size())].changed(decisions);
   fuzz::store::tryStore(changed, size % 4 == 0);

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include <sqlite3.h>
+
 #include <fcntl.h>
 #include <strata/StoreError.h>
 #include <sys/stat.h>
@@ -203,7 +205,19 @@ bool isRead = false;
 
 }  // namespace
 
+void prepare() {
+  static const bool kPrepared = [] {
+    constexpr int kPieceBytes = 512;
+    constexpr int kPieces = 400;
+    return sqlite3_config(SQLITE_CONFIG_SINGLETHREAD) == SQLITE_OK &&
+           sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) == SQLITE_OK &&
+           sqlite3_config(SQLITE_CONFIG_LOOKASIDE, kPieceBytes, kPieces) == SQLITE_OK;
+  }();
+  require(kPrepared, "SQLite takes its settings before it is used");
+}
+
 std::string goodStore(unsigned variant) {
+  prepare();
   file().remove();
   {
     const Model model = storetest::newModel();
@@ -218,6 +232,7 @@ std::string goodStore(unsigned variant) {
 }
 
 void tryStore(const std::string& bytes, bool withChanges) {
+  prepare();
   static_cast<void>(types());
   isRead = false;
   file().write(bytes);
