@@ -154,7 +154,9 @@ TEST_F(BulkEditTest, RefusesWhatAHandleWouldBeRefused) {
   const Transaction transaction = model->beginTransaction(false);
   const ModelElement made = newNode(model);  // what the transaction made may be overwritten
   const std::pair<const char16_t*, const char16_t*> places[] = {{u"next", u"others"}, {u"left", u"friends"}};
-  for (const auto& [single, many] : places) {
+  for (const auto& place : places) {
+    const char16_t* const single = place.first;  // a lambda cannot capture structured bindings with clang 14
+    const char16_t* const many = place.second;
     for (const ModelElement& target : {stranger, unrelated, destroyed, ModelElement(property(single))}) {
       const auto& one = property(single);
       EXPECT_EQ(failureOf([&] { bulk::setTarget(*made, one, target.get()); }),
