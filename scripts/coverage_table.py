@@ -170,6 +170,8 @@ def gaps(files, root, areas):
             for line in missed_lines(file):
                 print(f"{name}:{line}: line: {text[line - 1].strip()}")
             for line, column, missing in missed_branches(file):
+                if missing == "taken" and "if constexpr" in text[line - 1]:
+                    continue  # the compiler decides it; the sums leave it out as well
                 print(f"{name}:{line}:{column}: never {missing}: {text[line - 1].strip()}")
     return 0
 

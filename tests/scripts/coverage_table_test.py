@@ -107,6 +107,10 @@ class CoverageTable(unittest.TestCase):
         self.given_file(KERNEL, "if (a)\n", conditions=[[1, 5, 1, 6, 3, 0, 0, 0, 4], [1, 5, 1, 6, 0, 2, 0, 0, 4]])
         self.assertEqual(self.gaps(), [])
 
+    def test_leaves_out_what_the_compiler_decides(self):
+        self.given_file(KERNEL, "if constexpr (a)\n", conditions=[[1, 15, 1, 16, 0, 0, 0, 0, 4]])
+        self.assertEqual(self.gaps(), [])
+
     def test_lists_the_gaps_of_one_area_alone(self):
         for path in (KERNEL, READER):
             self.given_file(path, "if (a)\n", conditions=[[1, 5, 1, 6, 0, 0, 0, 0, 4]])
