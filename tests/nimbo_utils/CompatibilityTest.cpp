@@ -149,7 +149,7 @@ TEST(Compatibility, TheSameModelGivesTheSameBytesEverywhere) {
   const std::map<std::string, std::string> forms = everyForm();
   EXPECT_TRUE(everyForm() == forms) << "written twice";
   for (const char* const timeZone : {"UTC", "Asia/Kathmandu", "America/St_Johns"}) {
-    for (const mode_t mask : {022, 077}) {
+    for (const mode_t mask : {mode_t{022}, mode_t{077}}) {
       for (const bool strangeNumbers : {false, true}) {
         const Surroundings surroundings(timeZone, mask, strangeNumbers);
         for (const auto& [name, bytes] : everyForm()) {
