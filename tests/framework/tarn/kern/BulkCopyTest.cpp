@@ -30,7 +30,7 @@ void fill(const ModelElement& node) {
   node->set(u"count", std::int32_t{-7});
   node->set(u"big", std::int64_t{1} << 40);
   node->set(u"flag", true);
-  node->set(u"when", DateTimeUtils::Conversion::fromUstring(u"2020-01-31T13:05:09.000Z"));
+  node->set(u"when", DateTimeUtils::Conversion::fromUstring(u"2020-01-31T13:05:09.000000"));
   node->set(u"color", std::int64_t{0});
   node->set<std::int32_t>(property(u"hidden"), 3, privileged);
   node->set<std::int32_t>(property(u"fixed"), 4, privileged);
@@ -39,7 +39,8 @@ void fill(const ModelElement& node) {
   live(node, u"numbers").toPrimitiveCollection().addValue(Value(std::int32_t{1}));
   live(node, u"labels").toPrimitiveCollection().addValue(Value(u"label"));
   live(node, u"times").toPrimitiveCollection().addValue(Value(node->get<boost::posix_time::ptime>(u"when")));
-  const ReflectiveDataType place(types().place);
+  ReflectiveDataType place(types().place);
+  place.setPropertyValue(types().place->getProperty(u"x"), Value(std::int32_t{8}));
   const Value value(ValueMeta(types().place, ValueFlags::Single), place);
   node->setPropertyValue(property(u"place"), value, privileged);
   live(node, u"places").toPrimitiveCollection().addValue(value);
@@ -65,8 +66,8 @@ std::string valuesOf(const ModelElement& element) {
 
 /// The same, whichever element it is of.
 std::string contentOf(const ModelElement& element) {
-  std::string text = valuesOf(element);
-  return text.substr(text.find('\n'));
+  const std::string text = valuesOf(element);
+  return text.substr(text.find("\n  "));
 }
 
 class BulkCopyTest : public testing::Test {
