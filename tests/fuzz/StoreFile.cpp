@@ -7,7 +7,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;  // a file of no bytes becomes a new store
-  fuzz::store::tryStore(std::string(fuzz::viewOf(data, size)), size % 4 == 0);
+  fuzz::store::tryStore(std::string(fuzz::viewOf(data, size)), size % 16 == 0);
   return 0;
 }
 

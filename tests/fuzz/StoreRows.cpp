@@ -201,7 +201,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   constexpr std::size_t kLongEnough = 64;
   fuzz::Decisions decisions(data, std::min(size, kLongEnough));
   const std::string changed = stores[decisions.below(stores.size())].changed(decisions);
-  fuzz::store::tryStore(changed, size % 4 == 0);
+  fuzz::store::tryStore(changed, size % 16 == 0);
   fuzz::require(size > 1 || fuzz::store::wasReadToTheEnd(), "a good store is read");
   return 0;
 }

@@ -195,5 +195,20 @@ TEST(BinParserDamage, SurvivesEveryFlippedBitOfAZstdStream) {
   }
 }
 
+TEST(BinParserDamage, SurvivesEveryCutAndEveryFlippedBitOfTextInEachContainer) {
+  const NoCerr quiet;
+  for (const BinFormat format : {BinFormat::Json, BinFormat::JsonZlib, BinFormat::JsonZstd}) {
+    SCOPED_TRACE(static_cast<char>(format));
+    const Model model = emptyModel();
+    testsupport::fillReferences(model);
+    const std::string good = saved(model->getTopLevelElements(), format);
+    for (std::size_t size = 1; size < good.size(); ++size) {
+      const bool misses = good.find_first_not_of('\xff', size) != std::string::npos;  // see above
+      EXPECT_TRUE(outcomeOf(good.substr(0, size)) == Outcome::Exception || !misses) << size;
+    }
+    EXPECT_GE(flipEveryBit(good, 0), 6U);
+  }
+}
+
 }  // namespace
 }  // namespace quillon::nimbo
