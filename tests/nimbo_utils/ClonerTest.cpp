@@ -15,6 +15,7 @@
 #include "../support/SmallStack.h"
 #include "quillon/nimbo/Cloner.h"
 #include "support/CloningMetaModel.h"
+#include "support/SampleContent.h"
 #include "support/TestMetaModel.h"
 
 namespace quillon::nimbo {
@@ -521,6 +522,87 @@ TEST_F(ClonerTest, RandomModelsAndClonesOfClonesAreEqual) {
   }
 }
 
+// --- Two ways, one result. Into an empty model there is a shorter way than the walk, which is taken unless there are
+// replacements, be it none.
+
+std::vector<ModelElement> allOf(const Model& model) {
+  return model->getAllElements(kern::FindElementBehavior::Anywhere);
+}
+
+std::vector<boost::uuids::uuid> uuidsOf(const std::vector<ModelElement>& elements) {
+  std::vector<boost::uuids::uuid> uuids;
+  for (const ModelElement& element : elements) uuids.push_back(element->getUuid());
+  return uuids;
+}
+
+void expectSameBothWays(const std::vector<ModelElement>& elements) {
+  Cloner shortWay;
+  Cloner walk;
+  shortWay.clone(elements);
+  walk.cloneAndReplace(elements, {});
+  const Model a = shortWay.getTargetModel();
+  const Model b = walk.getTargetModel();
+  const auto difference = kern::firstDifference(a, b);
+  EXPECT_FALSE(difference) << difference->text();
+  EXPECT_EQ(uuidsOf(allOf(a)), uuidsOf(allOf(b)));
+  EXPECT_EQ(uuidsOf(a->getTopLevelElements()), uuidsOf(b->getTopLevelElements()));
+}
+
+TEST_F(ClonerTest, TheShortWayMakesTheSameElementsInTheSameOrder) {
+  for (std::uint32_t seed = 1; seed <= 40; ++seed) {
+    SCOPED_TRACE(seed);
+    source = emptyModel();
+    testsupport::fillNodesByChance(source, seed, 1 + seed * 5);
+    expectSameBothWays(source->getTopLevelElements());
+    std::vector<ModelElement> some;
+    for (const ModelElement& element : allOf(source)) {
+      if (element->getUuid().data[15] % 7 == seed % 7) some.insert(some.begin(), element);
+    }
+    expectSameBothWays(some);
+  }
+}
+
+TEST_F(ClonerTest, EveryKindOfValueIsTheSameBothWays) {
+  testsupport::fillEverything(source);
+  testsupport::fillLines(source, ModelElement());
+  for (const ModelElement& element : allOf(source)) expectSameBothWays({element});
+  source = emptyModel();
+  testsupport::fillReferences(source);
+  expectSameBothWays(source->getTopLevelElements());
+}
+
+/// The order of what comes about by opposites alone is that of the steps of the walk.
+TEST_F(ClonerTest, AnEndThatIsNotCopiedHasTheOrderOfTheWalk) {
+  const ModelElement first = newNode(source, 1, u"", u"Oneway");
+  const ModelElement second = newNode(source, 2, u"", u"Oneway");
+  const ModelElement last = newNode(source, 3, u"", u"Oneway");
+  addTo(first, u"to", second);
+  addTo(first, u"to", last);
+  addTo(second, u"to", last);
+  cloner.clone({first});
+  EXPECT_THAT(membersOf(cloneOf(1), u"to"), ElementsAre(cloneOf(2), cloneOf(3)));
+  EXPECT_THAT(membersOf(cloneOf(3), u"from"), ElementsAre(cloneOf(2), cloneOf(1)));
+  expectSameBothWays({first});
+  expectSameBothWays({last, second, first});
+}
+
+TEST_F(ClonerTest, BothWaysEndAtElementsThatAreGivenTwice) {
+  const ModelElement a = newNode(source, 1);
+  const ModelElement b = newNode(source, 2);
+  a->set(u"next", b);
+  b->set(u"boss", a);
+  expectSameBothWays({a, b, a, b});
+}
+
+// --- Depth.
+
+void expectChain(const ModelElement& first, const char16_t* property) {
+  int length = 0;
+  for (ModelElement link = first; link; link = targetOf(link, property)) ++length;
+  EXPECT_EQ(length, testsupport::kLongChain);
+}
+
+/// By the short way and by the walk.
 void expectChainClones(const char16_t* property) {
   const Model source = emptyModel();
   const ModelElement first = newNode(source, 1);
@@ -530,13 +612,11 @@ void expectChainClones(const char16_t* property) {
     last->set(property, next);
     last = next;
   }
-  Cloner cloner;
-  cloner.clone({first});
-  ASSERT_EQ(cloner.getTargetModel()->getElementCount(), static_cast<std::size_t>(testsupport::kLongChain));
-  ModelElement clone = nodeIn(cloner.getTargetModel(), 1);
-  int length = 0;
-  for (; clone; clone = targetOf(clone, property)) ++length;
-  EXPECT_EQ(length, testsupport::kLongChain);
+  for (const bool walks : {false, true}) {
+    Cloner cloner;
+    walks ? cloner.cloneAndReplace({first}, {}) : cloner.clone({first});
+    expectChain(nodeIn(cloner.getTargetModel(), 1), property);
+  }
 }
 
 TEST(DeepClonerTest, AChainOfContainmentOfAnyLengthIsCloned) {

@@ -12,6 +12,7 @@
 #include <tarn/kern/Transaction.h>
 #include <tarn/kern/meta/Class.h>
 
+#include "CloneIntoEmpty.h"
 #include "PropertyCopies.h"
 
 namespace quillon::nimbo {
@@ -24,15 +25,6 @@ using kern::Value;
 using meta::Property;
 
 namespace {
-
-/// What is cloned of class type. A replaced element keeps what its key contains and loses what it refers to.
-bool isFollowed(const Property& property, bool isReplaced) {
-  if (property->isOmitted) return false;
-  if (property->isComposite) return true;
-  if (property->getQualifiedBy()) return false;
-  if (const Property& opposite = property->getOpposite(); opposite && opposite->isComposite) return false;
-  return !isReplaced;
-}
 
 /// A collection of references whose other end writes into it as well, in the order in which the walk comes by.
 bool isFilledFromBothEnds(const Property& property) {
@@ -68,9 +60,10 @@ Model Cloner::getTargetModel() const { return fTargetModel; }
 void Cloner::clone(const std::vector<ModelElement>& elements) {
   if (!fTargetModel) fTargetModel = Model::create(kern::ModelSpec());
   kern::Transaction transaction = fTargetModel->beginTransaction(false);
-  fIsTargetKnown = isTargetKnown(elements);
-  for (const ModelElement& element : elements) cloneModelElement(element);
-  fVisited.clear();
+  if (!isFirstIntoEmpty(elements) || !detail::cloneIntoEmpty(fTargetModel, elements)) {
+    for (const ModelElement& element : elements) cloneModelElement(element);
+    fVisited.clear();
+  }
   transaction.commit(boost::none);
 }
 
@@ -87,17 +80,13 @@ void Cloner::cloneAndReplace(const std::vector<ModelElement>& elements,
   fReplacements = nullptr;
 }
 
-bool Cloner::isTargetKnown(const std::vector<ModelElement>& elements) const {
+/// All that the target will hold is put there by this call, from a single model and as it is.
+bool Cloner::isFirstIntoEmpty(const std::vector<ModelElement>& elements) const {
   const bool isEmpty = fTargetModel->getElementCount() == 0 && fTargetModel->getDataSource() == nullptr;
-  if (fReplacements != nullptr || !isEmpty) return false;
-  const auto* first = elements.empty() || !elements.front() ? nullptr : elements.front()->getModel().get();
-  return std::all_of(elements.begin(), elements.end(),
-                     [first](const ModelElement& element) { return element && element->getModel().get() == first; });
-}
-
-ModelElement Cloner::findTarget(const ModelElement& current) const {
-  if (fIsTargetKnown) return ModelElement();
-  return fTargetModel->findElement(current->getUuid(), kern::FindElementBehavior::Anywhere);
+  if (fReplacements != nullptr || !isEmpty || elements.empty() || !elements.front()) return false;
+  const Model model = elements.front()->getModel();
+  return model && std::all_of(elements.begin(), elements.end(),
+                              [&](const ModelElement& element) { return element && element->getModel() == model; });
 }
 
 const ModelElement& Cloner::replacementOf(const ModelElement& source) const {
@@ -113,7 +102,7 @@ ModelElement Cloner::cloneModelElement(const ModelElement& source) {
   // The key, not its replacement. A second meeting ends here: the first one has made the target.
   if (const ModelElement* const known = fVisited.find(source.get())) return *known;
   const meta::Class& type = current->getMetaClass();
-  ModelElement target = findTarget(current);
+  ModelElement target = fTargetModel->findElement(current->getUuid(), kern::FindElementBehavior::Anywhere);
   const bool isNew = !target;
   if (isNew) target = type->instantiate(fTargetModel, current->getUuid());
   fVisited.tryEmplace(source.get(), target);
@@ -124,7 +113,7 @@ ModelElement Cloner::cloneModelElement(const ModelElement& source) {
   }
   const bool isReplaced = current != source;
   for (const Property& property : type->getAllClassProperties()) {
-    if (!isFollowed(property, isReplaced)) continue;
+    if (!detail::isFollowed(property, isReplaced)) continue;
     if (property->upper > 1) {
       cloneElements(source, target, property, isNew);
     } else {
@@ -145,14 +134,10 @@ void Cloner::cloneClassProperty(const ModelElement& source, ModelElement& target
 
 [[gnu::noinline]] void Cloner::cloneElements(const ModelElement& source, const ModelElement& target,
                                              const Property& property, bool isNew) {
-  std::span<ModelElement::Impl* const> members = source->peekElements(property);
-  if (members.empty()) return;
-  // Taken before anything is added, where source and target may be the same element.
-  std::vector<ModelElement::Impl*> sources;
-  if (!fIsTargetKnown) {
-    sources.assign(members.begin(), members.end());
-    members = sources;
-  }
+  const std::span<ModelElement::Impl* const> present = source->peekElements(property);
+  if (present.empty()) return;
+  // Taken before anything is added: source and target may be the same element.
+  const std::vector<ModelElement::Impl*> members(present.begin(), present.end());
   // A new element's collection that nobody else writes into gets all its members at once. Others may be the opposites
   // of members, and keys that have the same replacement.
   const bool isOwn = isNew && fReplacements == nullptr && (property->isComposite || !property->getOpposite());

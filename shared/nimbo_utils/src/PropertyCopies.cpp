@@ -49,6 +49,14 @@ Value readPrivileged(const ModelElement& element, const Property& property) {
   return element->getPropertyValue(property, kern::ReflectionPrivateTag::PRIVILEGED_ACCESS);
 }
 
+bool isFollowed(const Property& property, bool isReplaced) {
+  if (property->isOmitted) return false;
+  if (property->isComposite) return true;
+  if (property->getQualifiedBy()) return false;
+  if (const Property& opposite = property->getOpposite(); opposite && opposite->isComposite) return false;
+  return !isReplaced;
+}
+
 namespace {
 
 /// From slot to slot, without a Value between them. An absent value is left to those where the new element shows

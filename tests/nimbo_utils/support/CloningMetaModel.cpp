@@ -59,6 +59,9 @@ meta::Package definePackage() {
   defineReferences(node);
 
   package.addClass(u"Leaf").extends(node).attribute(u"size", StandardTypes::integerMeta);
+  auto& oneway = package.addClass(u"Oneway").extends(node);
+  oneway.reference(u"to", oneway).many().opposite(u"from");
+  oneway.reference(u"from", oneway).many().opposite(u"to").transient();
   auto& other = package.addClass(u"Other");
   other.attribute(u"name", StandardTypes::stringMeta);
   other.attribute(u"note", StandardTypes::stringMeta);

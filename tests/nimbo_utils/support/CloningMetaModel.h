@@ -42,6 +42,7 @@ inline constexpr int kLongChain = 1'000'000;
 ///   hidden (Node, transient)
 ///   boss / staff (one to many), friends / friendOf (many to many), partner / partnerOf (one to one)
 /// Class Leaf extends Node with size (Integer). Class Other: name (String), note (String).
+/// Class Oneway extends Node: to (Oneway, many, opposite from), from (Oneway, many, transient).
 /// Data type Link: label (String), target (Node), targets (Node, many), inner (Inner), inners (Link, many).
 /// Data type Inner: label (String), target (Node).
 [[nodiscard]] tarn::kern::meta::Class cloningClass(const std::u16string& name);

@@ -73,8 +73,7 @@ class NIMBO_EXPORT Cloner {
   void cloneClassProperty(const ModelElement& source, ModelElement& target, const Property& property);
   void clonePrimitiveProperty(const ModelElement& source, ModelElement& target, const Property& property);
 
-  [[nodiscard]] bool isTargetKnown(const std::vector<ModelElement>& elements) const;
-  [[nodiscard]] ModelElement findTarget(const ModelElement& current) const;
+  [[nodiscard]] bool isFirstIntoEmpty(const std::vector<ModelElement>& elements) const;
   void cloneElements(const ModelElement& source, const ModelElement& target, const Property& property, bool isNew);
   void restoreOrder(const ModelElement& source, const ModelElement& target, const Property& property) const;
   [[nodiscard]] const ModelElement& replacementOf(const ModelElement& source) const;
@@ -84,8 +83,6 @@ class NIMBO_EXPORT Cloner {
   /// The elements whose walk has begun (the keys of replacements, not what replaces them) and what they became. Empty
   /// between two calls.
   detail::PtrMap<ModelElement, ModelElement> fVisited;
-  /// All that the target holds has been put there by this call, from a single model: what was not visited is not there.
-  bool fIsTargetKnown = false;
 };
 
 }  // namespace quillon::nimbo
