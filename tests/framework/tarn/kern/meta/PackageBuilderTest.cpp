@@ -1,3 +1,4 @@
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -404,6 +405,22 @@ TEST_F(PackageBuilderWarnings, ARefusedPackageHasNone) {
   EXPECT_THROW(lib.registerPackage(), MetaModelError);
   EXPECT_THAT(lib.warnings(), IsEmpty());
   EXPECT_EQ(fLog, "");
+}
+
+TEST_F(PackageBuilderTest, TakesTimeInProportionToTheNumberOfPackages) {
+  const auto secondsFor = [&](int count) {
+    registry().reset();
+    PackageBuilder outermost(u"p");
+    PackageBuilder* deepest = &outermost;
+    for (int i = 0; i < count; ++i) {
+      outermost.addPackage(u"beside" + ustring(1, static_cast<char16_t>(0x4E00 + i)));
+      if (i % 10 == 0) deepest = &deepest->addPackage(u"d");
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    outermost.registerPackage();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  };
+  EXPECT_LT(secondsFor(15'000), 10.0);  // where each is compared with all others it takes minutes
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ using Kind = ModelElement::Impl::Kind;
 
 void Registration::prepare(const std::vector<PackageSpec*>& roots) {
   fRoots = roots;
+  for (const auto& [uri, package] : fRegistry.names.byUri) fPackages.add(package);
   for (PackageSpec* root : fRoots) draftPackage(*root, nullptr);
   resolveSupertypes();
   resolvePropertyTypes();
@@ -147,11 +148,8 @@ void Registration::checkConflicts(const PackageDraft& package) {
   if (added->getQualifiedName() == KernelTypes::kPackageName) refuse("the name is reserved for the kernel's own types");
   if (added->getUri().empty()) return;  // its fault is known
   std::set<std::string> conflicts;      // ordered, so that the same mistake is always told in the same way
-  for (const auto& [uri, present] : fRegistry.names.byUri) conflicts.insert(conflictBetween(added, present));
-  for (const PackageDraft& before : fDraft.packages) {
-    if (&before == &package || before.record->getUri().empty()) continue;
-    conflicts.insert(conflictBetween(added, Package(before.record)));
-  }
+  fPackages.forEachLike(added, [&](const Package& present) { conflicts.insert(conflictBetween(added, present)); });
+  fPackages.add(added);
   conflicts.erase(std::string());
   if (!conflicts.empty()) refuse(*conflicts.begin());
 }

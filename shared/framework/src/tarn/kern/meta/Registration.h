@@ -8,6 +8,7 @@
 #include <tarn/kern/Errors.h>
 
 #include "Draft.h"
+#include "PackageIndex.h"
 
 namespace tarn::kern::meta::internal {
 
@@ -77,6 +78,7 @@ class Registration {
   RegistryState& fRegistry;
   std::vector<PackageSpec*> fRoots;
   Draft fDraft;
+  PackageIndex fPackages;  // those that are registered, and those of the draft so far
   std::size_t fNextPlace = 0;
   std::vector<TypeDraft*> fClassesInOrder;  // supertypes first
 };
