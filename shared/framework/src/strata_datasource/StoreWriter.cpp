@@ -75,6 +75,9 @@ void StoreWriter::noteAll(const Changes& changes) {
     if (concernsLife(entry.kind)) {
       ++kills;
       fDirty[&element];
+      if (entry.b != JournalEntry::kElsewhere && fState.ids.hasRow(element.container->index)) {
+        fDirty[element.container].at(element.containerSlot).isWhole = true;
+      }
     } else if (fState.ids.hasRow(element.index)) {
       if (entry.kind == JournalEntry::Kind::Container) {
         fDirty[&element].isMoved = true;

@@ -103,12 +103,29 @@ void ModelCore::endRetirement(ElementRecord& record) noexcept {
   }
 }
 
+/// Ends the elements that `forEach(visit)` visits, each once in a call. Where no value can hold a handle, both steps
+/// are taken in one call: each record comes to the cache once.
+template <class ForEach, class Begin>
+void ModelCore::retireEach(ForEach forEach, Begin begin) noexcept {
+  if (fMayHoldHandles) {
+    forEach(begin);
+    forEach([this](ElementRecord& record) { endRetirement(record); });
+    return;
+  }
+  forEach([&](ElementRecord& record) {
+    begin(record);
+    endRetirement(record);
+  });
+}
+
 void ModelCore::retireAll() noexcept {
   std::vector<ElementRecord*> records;
   records.swap(fTable);
   std::erase(records, nullptr);
-  for (ElementRecord* record : records) beginRetirement(*record);
-  for (ElementRecord* record : records) endRetirement(*record);
+  const auto forEachRecord = [&](auto visit) {
+    for (ElementRecord* record : records) visit(*record);
+  };
+  retireEach(forEachRecord, [this](ElementRecord& record) { beginRetirement(record); });
 }
 
 void ModelCore::recordReleased(ElementRecord* record) noexcept {
@@ -148,6 +165,7 @@ ElementRecord* ModelCore::create(const meta::Class& type, const boost::uuids::uu
   record->born = fSerial;
   record->topPosition = static_cast<std::uint32_t>(fTop.size());
   fCreatedSinceSerial = true;
+  fMayHoldHandles |= !layout.handleHolders.empty();
   fTable.push_back(record);
   fTop.push_back(place);
   fUuids.insert(identity, place);
@@ -185,13 +203,12 @@ std::vector<ModelElement> ModelCore::topLevelElements() const {
 // --- Raw changes.
 
 void ModelCore::reserveJournal(std::size_t more) {
-  if (fLevels.empty() || fJournal.size() + more <= fJournal.capacity()) return;
-  fJournal.reserve(std::max(fJournal.size() + more, fJournal.capacity() * 2));
+  if (!fLevels.empty()) fJournal.reserve(fJournal.size() + more);
 }
 
 JournalEntry& ModelCore::record(JournalEntry::Kind kind, ElementRecord& element, const SlotInfo& slot) noexcept {
   assert(fJournal.size() < fJournal.capacity());
-  JournalEntry& entry = fJournal.emplace_back();
+  JournalEntry& entry = fJournal.append();
   entry.kind = kind;
   entry.element = &element;
   entry.slot = slot.index;
@@ -227,7 +244,7 @@ void ModelCore::rawRemove(ElementRecord& element, const SlotInfo& slot, std::uin
 
 void ModelCore::rawSetContainer(ElementRecord& element, ElementRecord* container, std::uint16_t slot) {
   if (isJournaled(element)) {
-    JournalEntry& entry = fJournal.emplace_back();
+    JournalEntry& entry = fJournal.append();
     entry.kind = JournalEntry::Kind::Container;
     entry.element = &element;
     entry.other = element.container;
@@ -262,11 +279,32 @@ void ModelCore::swapLife(ElementRecord& element, bool alive) noexcept {
 
 void ModelCore::rawKill(ElementRecord& element) {
   if (!fLevels.empty()) {  // also for what the level itself made: its end must know of it
-    JournalEntry& entry = fJournal.emplace_back();
+    JournalEntry& entry = fJournal.append();
     entry.kind = JournalEntry::Kind::Killed;
     entry.element = &element;
   }
   swapLife(element, false);
+}
+
+bool ModelCore::restrictToOlder(JournalEntry& entry, std::uint32_t serial) noexcept {
+  if (!concernsLife(entry.kind)) return entry.element->born < serial;
+  const bool isInList = entry.b != JournalEntry::kElsewhere;
+  if (isInList && entry.element->container->born >= serial) entry.b = JournalEntry::kElsewhere;
+  return true;
+}
+
+/// The list's part of an entry that an element was destroyed or revived by.
+void ModelCore::applyToPlace(JournalEntry& entry) noexcept {
+  if (entry.b == JournalEntry::kElsewhere) return;
+  ElementRecord& element = *entry.element;
+  ElementRecord& parent = *element.container;
+  ElementList& list = parent.list(parent.layout().slots[element.containerSlot]);
+  const bool comesBack = entry.kind == JournalEntry::Kind::Killed;
+  if (entry.b == JournalEntry::kHole) {
+    comesBack ? list.fillHole(entry.a, &element) : static_cast<void>(list.makeHole(entry.a));
+  } else {
+    comesBack ? list.insertAt(entry.a, &element) : static_cast<void>(list.eraseAt(entry.a));
+  }
 }
 
 void ModelCore::apply(JournalEntry& entry) noexcept {
@@ -365,10 +403,12 @@ void ModelCore::apply(JournalEntry& entry) noexcept {
     }
     case Kind::Killed:
       swapLife(element, true);
+      applyToPlace(entry);
       entry.kind = Kind::Revived;
       break;
     case Kind::Revived:
       swapLife(element, false);
+      applyToPlace(entry);
       entry.kind = Kind::Killed;
       break;
   }
@@ -488,7 +528,7 @@ void ModelCore::beforeMapChange(ElementRecord& element) {
   auto payload = std::make_unique<MapPayload>(nullptr);
   // The change itself follows the call, so the level of a change outside transactions stays open until afterMapChange.
   if (fLevels.empty()) {
-    if (fJournal.capacity() == 0) fJournal.reserve(1);
+    fJournal.reserve(fJournal.size() + 1);
     static_cast<void>(begin(true));
   } else {
     reserveJournal(1);
@@ -686,16 +726,15 @@ bool ModelCore::pack(ElementRecord& element, const SlotInfo& slot) {
   try {
     auto payload = std::make_unique<PositionsPayload>();
     payload->positions = list.holePositions();
-    std::vector<JournalEntry> entries(1);
-    entries[0].kind = JournalEntry::Kind::ListPacked;
-    entries[0].element = &element;
-    entries[0].slot = slot.index;
-    entries[0].payload = std::move(payload);
-    if (fLevels.empty()) {
-      keepPacking(entries);
-    } else {
-      fJournal.push_back(std::move(entries[0]));
-    }
+    Journal own;
+    Journal& journal = fLevels.empty() ? own : fJournal;
+    journal.reserve(journal.size() + 1);
+    JournalEntry& entry = journal.append();
+    entry.kind = JournalEntry::Kind::ListPacked;
+    entry.element = &element;
+    entry.slot = slot.index;
+    entry.payload = std::move(payload);
+    if (fLevels.empty()) keepPacking(own);
     list.removeHoles();
     return true;
   } catch (const std::bad_alloc&) {
@@ -705,29 +744,32 @@ bool ModelCore::pack(ElementRecord& element, const SlotInfo& slot) {
 
 /// Takes over the entries of lists that were packed between two kept transactions: whichever of the two is replayed
 /// next, it must find the holes that its positions count.
-void ModelCore::keepPacking(std::vector<JournalEntry>& entries) {
+void ModelCore::keepPacking(Journal& entries) {
   if (entries.empty() || (fUndo.empty() && fRedo.empty())) return;
-  std::vector<JournalEntry> forRedo;
+  Journal forRedo;  // these in front of what the next redo applies
   if (!fRedo.empty()) {
-    for (const JournalEntry& entry : entries) {
-      JournalEntry& copy = forRedo.emplace_back();
-      copy.kind = entry.kind;
-      copy.element = entry.element;
-      copy.slot = entry.slot;
+    Journal& after = fRedo.front().entries;
+    forRedo.reserve(entries.size() + after.size());
+    for (std::size_t i = entries.size(); i-- > 0;) {  // a redo applies forward what an undo applies backward
       auto payload = std::make_unique<PositionsPayload>();
-      payload->positions = static_cast<const PositionsPayload&>(*entry.payload).positions;
+      payload->positions = static_cast<const PositionsPayload&>(*entries[i].payload).positions;
+      JournalEntry& copy = forRedo.append();
+      copy.kind = entries[i].kind;
+      copy.slot = entries[i].slot;
+      copy.element = entries[i].element;
       copy.payload = std::move(payload);
     }
-    std::reverse(forRedo.begin(), forRedo.end());  // a redo applies forward what an undo applies backward
-    fRedo.front().entries.reserve(fRedo.front().entries.size() + forRedo.size());
   }
   if (!fUndo.empty()) {
-    std::vector<JournalEntry>& before = fUndo.back().entries;
+    Journal& before = fUndo.back().entries;
     before.reserve(before.size() + entries.size());
-    std::move(entries.begin(), entries.end(), std::back_inserter(before));
+    for (JournalEntry& entry : entries) before.append() = std::move(entry);
   }
-  std::vector<JournalEntry>& after = forRedo.empty() ? forRedo : fRedo.front().entries;
-  after.insert(after.begin(), std::make_move_iterator(forRedo.begin()), std::make_move_iterator(forRedo.end()));
+  if (!fRedo.empty()) {
+    Journal& after = fRedo.front().entries;
+    for (JournalEntry& entry : after) forRedo.append() = std::move(entry);
+    after.swap(forRedo);
+  }
   entries.clear();
 }
 
@@ -942,6 +984,31 @@ void ModelCore::leavePlace(ElementRecord& element) {
   if (place.shape == SlotShape::Elements && parent.list(place).wantsCompaction()) pack(parent, place);
 }
 
+/// The end of an element that holds nothing and is referred to by nothing: it leaves its list and its life in one
+/// entry. What that takes is reserved already.
+void ModelCore::killInPlace(ElementRecord& element) {
+  ElementRecord* parent = element.container;
+  const SlotInfo* place = parent == nullptr ? nullptr : &parent->layout().slots[element.containerSlot];
+  if (place == nullptr || place->shape != SlotShape::Elements) {
+    leavePlace(element);
+    rawKill(element);
+    return;
+  }
+  ElementList& list = parent->list(*place);
+  list.prepareRemoval();
+  const std::uint32_t last = list.physicalSize() - 1;
+  const std::uint32_t position = list.at(last) == &element ? last : list.find(&element);
+  const bool asHole = list.removesByHole(position);
+  asHole ? list.makeHole(position) : list.eraseAt(position);
+  rawKill(element);
+  if (isJournaled(*parent)) {
+    JournalEntry& entry = fJournal[fJournal.size() - 1];
+    entry.a = position;
+    entry.b = asHole ? JournalEntry::kHole : JournalEntry::kErased;
+  }
+  if (list.wantsCompaction()) pack(*parent, *place);
+}
+
 /// The short way for an element that holds nothing and that nothing refers to, which most are that are destroyed: all
 /// that its change needs can be reserved beforehand, so it takes neither a level of its own nor a list of what goes.
 bool ModelCore::destroyAlone(ElementRecord& element) {
@@ -950,8 +1017,7 @@ bool ModelCore::destroyAlone(ElementRecord& element) {
   if (!isAlone) return false;
   ChangeScope scope(*this);
   reserveJournal(kChangesPerLink);
-  leavePlace(element);
-  rawKill(element);
+  killInPlace(element);
   scope.done();
   return true;
 }
@@ -1182,9 +1248,8 @@ std::size_t ModelCore::levelPosition(std::uint64_t level) const {
 TransactionResult ModelCore::commit(std::uint64_t level, const boost::optional<Value>& note) {
   const std::size_t position = levelPosition(level);
   const Level ending = fLevels[position];
-  const bool changed =
-      hasCreatedSince(ending.tableStart) ||
-      std::any_of(fJournal.begin() + static_cast<std::ptrdiff_t>(ending.journalStart), fJournal.end(), isChange);
+  bool changed = hasCreatedSince(ending.tableStart);
+  for (std::size_t i = ending.journalStart; !changed && i < fJournal.size(); ++i) changed = isChange(fJournal[i]);
   const TransactionResult result = changed ? TransactionResult::Done : TransactionResult::Nothing;
   if (position > 0) {
     fLevels.pop_back();
@@ -1197,18 +1262,19 @@ TransactionResult ModelCore::commit(std::uint64_t level, const boost::optional<V
 
   // Whatever can fail comes before the point of no return.
   const auto tableEnd = static_cast<std::uint32_t>(fTable.size());
-  const auto concernsOnlyWhatItMade = [&](const JournalEntry& entry) {
-    return entry.element->born >= ending.serial && !concernsLife(entry.kind);
-  };
   std::optional<ModelChange> report;
   std::list<Step> kept;
   if (changed && (fUndoLimit > 0 || !fObservers.empty())) {
-    std::erase_if(fJournal, concernsOnlyWhatItMade);
+    fJournal.eraseIf([&](JournalEntry& entry) { return !restrictToOlder(entry, ending.serial); });
     if (!fObservers.empty()) {
       report = netChanges(fJournal, ending.tableStart, tableEnd, false);
       report->note = note;
     }
-    if (fUndoLimit > 0) kept.push_back({{}, ending.tableStart, tableEnd});
+    if (fUndoLimit > 0) {
+      kept.emplace_back();
+      kept.front().tableStart = ending.tableStart;
+      kept.front().tableEnd = tableEnd;
+    }
   }
   if (fStore != nullptr) {
     const StoreHooks::Changes changes{fJournal, ending.tableStart, tableEnd, false};
@@ -1235,9 +1301,9 @@ void ModelCore::undoLevel() noexcept {
   const Level ending = fLevels.back();
   for (std::size_t i = fJournal.size(); i-- > ending.journalStart;) {
     JournalEntry& entry = fJournal[i];
-    if (entry.element->born < ending.serial || concernsLife(entry.kind)) apply(entry);
+    if (restrictToOlder(entry, ending.serial)) apply(entry);
   }
-  fJournal.erase(fJournal.begin() + static_cast<std::ptrdiff_t>(ending.journalStart), fJournal.end());
+  fJournal.truncate(ending.journalStart);
   for (std::size_t i = ending.tableStart; i < fTable.size(); ++i) {
     if (fTable[i] != nullptr && !fTable[i]->isFromStore) swapLife(*fTable[i], false);
   }
@@ -1281,17 +1347,29 @@ void ModelCore::abandon(std::uint64_t level) noexcept {
   }
 }
 
-ModelChange ModelCore::netChanges(const std::vector<JournalEntry>& entries, std::uint32_t tableStart,
-                                  std::uint32_t tableEnd, bool backwards) const {
+ModelChange ModelCore::netChanges(const Journal& entries, std::uint32_t tableStart, std::uint32_t tableEnd,
+                                  bool backwards) const {
   ModelChange change;
   std::unordered_set<std::uint64_t> seen;
   const auto isNew = [&](const ElementRecord* e) {
     return e->index >= tableStart && e->index < tableEnd && !e->isFromStore;
   };
+  const auto isFirst = [&](const ElementRecord* element, std::uint16_t slot) {
+    return seen.insert((std::uint64_t{element->index} << 16U) | slot).second;
+  };
+  const auto noteChange = [&](ElementRecord* element, std::uint16_t slot) {
+    const meta::Property::Impl* property = element->layout().slots[slot].property;
+    change.changed.push_back({ModelElement(element), meta::Property(const_cast<meta::Property::Impl*>(property))});
+  };
   const std::size_t count = entries.size();
   for (std::size_t i = 0; i < count; ++i) {
     const JournalEntry& entry = entries[backwards ? count - 1 - i : i];
     ElementRecord* element = entry.element;
+    if (concernsLife(entry.kind) && entry.b != JournalEntry::kElsewhere) {
+      ElementRecord* parent = element->container;
+      const bool isOld = parent->isLive() && !isNew(parent);
+      if (isOld && isFirst(parent, element->containerSlot)) noteChange(parent, element->containerSlot);
+    }
     if (isNew(element)) continue;
     if (concernsLife(entry.kind)) {
       (element->isLive() ? change.created : change.destroyed).emplace_back(element);
@@ -1299,7 +1377,7 @@ ModelChange ModelCore::netChanges(const std::vector<JournalEntry>& entries, std:
     }
     if (!element->isLive() || entry.kind == JournalEntry::Kind::Container) continue;
     if (entry.kind == JournalEntry::Kind::ListPacked || entry.kind == JournalEntry::Kind::ListUnpacked) continue;
-    if (!seen.insert((std::uint64_t{element->index} << 16U) | entry.slot).second) continue;
+    if (!isFirst(element, entry.slot)) continue;
     const SlotInfo& slot = element->layout().slots[entry.slot];
     // The first entry of a slot holds what was there before.
     if (entry.kind == JournalEntry::Kind::Single &&
@@ -1307,7 +1385,7 @@ ModelChange ModelCore::netChanges(const std::vector<JournalEntry>& entries, std:
       continue;
     }
     if (entry.kind == JournalEntry::Kind::Reference && entry.other == element->reference(slot)) continue;
-    change.changed.push_back({ModelElement(element), meta::Property(const_cast<meta::Property::Impl*>(slot.property))});
+    noteChange(element, entry.slot);
   }
   for (std::uint32_t i = tableStart; i < tableEnd; ++i) {
     ElementRecord* element = fTable[i];
@@ -1318,21 +1396,19 @@ ModelChange ModelCore::netChanges(const std::vector<JournalEntry>& entries, std:
   return change;
 }
 
-void ModelCore::discardKilled(std::vector<JournalEntry>& entries) noexcept {
-  const auto isKill = [](const JournalEntry& entry) { return entry.kind == JournalEntry::Kind::Killed; };
-  for (JournalEntry& entry : entries) {
-    entry.payload.reset();
-    if (!isKill(entry) || entry.element->isLive()) continue;
-    ElementRecord& record = *entry.element;
+void ModelCore::discardKilled(Journal& entries) noexcept {
+  const auto forEachKilled = [&](auto visit) {
+    for (JournalEntry& entry : entries) {
+      entry.payload.reset();
+      if (entry.kind == JournalEntry::Kind::Killed && !entry.element->isLive()) visit(*entry.element);
+    }
+  };
+  retireEach(forEachKilled, [this](ElementRecord& record) {
     fUuids.forget();
     fTable[record.index] = nullptr;
     ++fFreed;
     beginRetirement(record);
-  }
-  // An element dies once, so no entry looked at here names one that is freed already.
-  for (const JournalEntry& entry : entries) {
-    if (isKill(entry) && entry.element->state == ElementRecord::State::Gone) endRetirement(*entry.element);
-  }
+  });
 }
 
 void ModelCore::discardDead(std::uint32_t tableStart, std::uint32_t tableEnd) noexcept {

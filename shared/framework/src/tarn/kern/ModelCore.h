@@ -165,9 +165,9 @@ class ModelCore {
   /// One kept transaction. Its entries concern elements that existed before it; those it made are the range of the
   /// table.
   struct Step {
-    std::vector<JournalEntry> entries;
-    std::uint32_t tableStart;
-    std::uint32_t tableEnd;
+    Journal entries;
+    std::uint32_t tableStart = 0;
+    std::uint32_t tableEnd = 0;
   };
   struct BackReference {
     std::uint32_t referrer;  // place in the table
@@ -196,6 +196,10 @@ class ModelCore {
   void rawSetContainer(ElementRecord& element, ElementRecord* container, std::uint16_t slot);
   void rawKill(ElementRecord& element);
   void apply(JournalEntry& entry) noexcept;
+  void applyToPlace(JournalEntry& entry) noexcept;
+  /// Leaves of an entry what concerns elements that are older than a level of that serial; what the level made goes as
+  /// a whole. False when that is nothing.
+  [[nodiscard]] static bool restrictToOlder(JournalEntry& entry, std::uint32_t serial) noexcept;
   void swapLife(ElementRecord& element, bool alive) noexcept;
 
   // Keeping slots in step.
@@ -206,6 +210,7 @@ class ModelCore {
   void loadForDestruction(ElementRecord& element) const;
   void detach(ElementRecord& child);
   void leavePlace(ElementRecord& element);
+  void killInPlace(ElementRecord& element);
   [[nodiscard]] bool destroyAlone(ElementRecord& element);
   void unlink(ElementRecord& owner, const SlotInfo& slot, ElementRecord* target);
   void linkOpposite(ElementRecord& element, const SlotInfo& slot, ElementRecord& target);
@@ -234,10 +239,10 @@ class ModelCore {
   void settleTable();
   void settleTop();
   void endLevelWithoutHistory() noexcept;
-  void keepPacking(std::vector<JournalEntry>& entries);
-  [[nodiscard]] ModelChange netChanges(const std::vector<JournalEntry>& entries, std::uint32_t tableStart,
-                                       std::uint32_t tableEnd, bool backwards) const;
-  void discardKilled(std::vector<JournalEntry>& entries) noexcept;
+  void keepPacking(Journal& entries);
+  [[nodiscard]] ModelChange netChanges(const Journal& entries, std::uint32_t tableStart, std::uint32_t tableEnd,
+                                       bool backwards) const;
+  void discardKilled(Journal& entries) noexcept;
   void discardDead(std::uint32_t tableStart, std::uint32_t tableEnd) noexcept;
   void dropRedo() noexcept;
   void trimUndo() noexcept;
@@ -253,6 +258,8 @@ class ModelCore {
   void freeRecord(ElementRecord* record) noexcept;
   void beginRetirement(ElementRecord& record) noexcept;
   void endRetirement(ElementRecord& record) noexcept;
+  template <class ForEach, class Begin>
+  void retireEach(ForEach forEach, Begin begin) noexcept;
   void retireAll() noexcept;
   void deleteIfUnused() noexcept;
 
@@ -269,9 +276,10 @@ class ModelCore {
   std::size_t fTopCount = 0;
   std::unique_ptr<BackReferences> fBackReferences;
   bool fMayHaveReferences = false;  // a plain reference was ever set
+  bool fMayHoldHandles = false;     // a class with values that may hold handles was ever instantiated
   std::unordered_map<const void*, std::unordered_multimap<std::size_t, std::size_t>> fUniqueValues;
 
-  std::vector<JournalEntry> fJournal;
+  Journal fJournal;
   std::vector<Level> fLevels;
   std::uint64_t fNextLevel = 1;
   std::uint32_t fSerial = 0;

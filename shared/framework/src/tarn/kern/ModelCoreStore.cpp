@@ -42,6 +42,7 @@ ElementRecord* ModelCore::adopt(const meta::Class& type, const boost::uuids::uui
   }
   record->state = ElementRecord::State::Unloaded;
   fMayHaveUnreadable = true;
+  fMayHoldHandles |= !layout.handleHolders.empty();
   record->isFromStore = true;
   fTable.push_back(record);
   fUuids.insert(uuid, place);
@@ -151,21 +152,18 @@ template <class Call>
 void ModelCore::withoutOpenLevels(Call call) {
   if (fLevels.empty()) return call();
   const Level& outermost = fLevels.front();
-  const auto isUndone = [&](const JournalEntry& entry) {
-    return entry.element->born < outermost.serial || concernsLife(entry.kind);
-  };
   std::vector<ElementRecord*> made;
   for (std::size_t i = outermost.tableStart; i < fTable.size(); ++i) {
     if (fTable[i] != nullptr && !fTable[i]->isFromStore) made.push_back(fTable[i]);
   }
   for (std::size_t i = fJournal.size(); i-- > 0;) {
-    if (isUndone(fJournal[i])) apply(fJournal[i]);
+    if (restrictToOlder(fJournal[i], outermost.serial)) apply(fJournal[i]);
   }
   for (ElementRecord* record : made) swapLife(*record, false);
   const auto comeBack = [&]() noexcept {
     for (ElementRecord* record : made) swapLife(*record, true);
     for (JournalEntry& entry : fJournal) {
-      if (isUndone(entry)) apply(entry);
+      if (restrictToOlder(entry, outermost.serial)) apply(entry);
     }
   };
   try {
@@ -255,7 +253,7 @@ void ModelCore::settleTop() {
   for (ElementRecord* record : fTable) {
     if (record != nullptr) move(record->topPosition);
   }
-  const auto moveIn = [&](std::vector<JournalEntry>& entries) {
+  const auto moveIn = [&](Journal& entries) {
     for (JournalEntry& entry : entries) {
       if (entry.kind == JournalEntry::Kind::Container) move(entry.b);
     }

@@ -51,7 +51,7 @@ class StoreHooks {
 
   /// The journal of one change, and the range of the table that holds what it created.
   struct Changes {
-    const std::vector<JournalEntry>& entries;
+    const Journal& entries;
     std::uint32_t tableStart = 0;
     std::uint32_t tableEnd = 0;
     bool isReplay = false;  ///< undone or redone: the entries were applied once more since they were made
