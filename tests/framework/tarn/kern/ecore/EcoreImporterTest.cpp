@@ -483,6 +483,20 @@ TEST_F(Ecore, NamesFileLineAndFault) {
               HasSubstr("its value \"x\" is no number"));
 }
 
+TEST_F(Ecore, RefusesAPackageThatNoReferenceCouldName) {
+  for (const std::string uri : {"urn:p q", "urn:p#", "urn:p\nq"}) {
+    EXPECT_THAT(errorOf("<ecore:EPackage" + kDeclarations + " name=\"p\" nsURI=\"" + uri + "\" nsPrefix=\"p\"/>"),
+                HasSubstr("holds a blank or a \"#\", so that no reference could name the package"))
+        << uri;
+  }
+}
+
+TEST_F(Ecore, MakesAUriThatReferencesCanNameOfAnyName) {
+  const meta::Package package = importAndReturn("<ecore:EPackage" + kDeclarations + " name=\"a b#c\">" +
+                                                classText("A", "") + "</ecore:EPackage>");
+  EXPECT_EQ(package->getUri(), u"urn:a_b_c");
+}
+
 TEST_F(Ecore, SurvivesEveryCutAndManyFlips) {
   const std::string text = document(
       "<eAnnotations source=\"s\"><details key=\"k\" value=\"v\"/></eAnnotations>" +

@@ -40,11 +40,17 @@ std::vector<std::string> referencesIn(std::string_view value) {
   return references;
 }
 
+namespace {
+constexpr std::string_view kNotInUris = " \t\r\n#";  // what ends a package's URI in a reference
+}
+
 std::string uriOf(const EcoreNode& package) {
   const std::string& uri = package.get("nsURI");
   if (!uri.empty()) return uri;
   std::string name = package.get("name");
   for (const EcoreNode* at = package.parent; at != nullptr; at = at->parent) name = at->get("name") + "." + name;
+  std::replace_if(
+      name.begin(), name.end(), [](char c) { return kNotInUris.find(c) != std::string_view::npos; }, '_');
   return "urn:" + name;
 }
 
@@ -99,7 +105,13 @@ void collectPackages(EcoreNode& package, std::map<std::string, EcoreNode*>& pack
   while (!pending.empty()) {
     EcoreNode* node = pending.back();
     pending.pop_back();
-    packages.emplace(uriOf(*node), node);
+    const std::string uri = uriOf(*node);
+    if (uri.find_first_of(kNotInUris) != std::string::npos) {
+      throw EcoreError(
+          node->document->placeOf(*node),
+          "the nsURI \"" + uri + "\" holds a blank or a \"#\", so that no reference could name the package");
+    }
+    packages.emplace(uri, node);
     for (EcoreNode* child : node->children) {
       if (child->tag == "eSubpackages") pending.push_back(child);
     }
