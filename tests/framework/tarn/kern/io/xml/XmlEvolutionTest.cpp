@@ -101,19 +101,14 @@ TEST_F(XmlEvolution, AdaptsOlderContentWhileItIsRead) {
   EXPECT_EQ(readVersioned(written(model))->getElementCount(), 3U);
 }
 
-TEST_F(XmlEvolution, TakesAnAttributeOfWordsForTheEntriesOfACollection) {
-  // One text is short, the other one long enough to live on the heap.
-  for (const std::string prices : {"7", "12 -3 400000000 50000000"}) {
-    const Model model =
-        readVersioned(document("1.0",
-                               "<books xsi:type=\"s:Volume\" xmi:id=\"_00000000-0000-0000-0000-000000000002\" "
-                               "moods=\"wild calm wild\" prices=\"" +
-                                   prices + "\"/>"));
-    const ModelElement book = elementOf(model, 2);
-    EXPECT_EQ(book->peekCollection<std::int64_t>(book->property(u"moods")), (std::vector<std::int64_t>{1, 0, 1}));
-    EXPECT_EQ(book->peekCollection<std::int32_t>(book->property(u"prices")),
-              prices == "7" ? std::vector<std::int32_t>{7} : (std::vector<std::int32_t>{12, -3, 400000000, 50000000}));
-  }
+TEST_F(XmlEvolution, TakesAnAttributeForTheOneEntryOfACollection) {
+  const Model model = readVersioned(
+      document("1.0",
+               "<books xsi:type=\"s:Volume\" xmi:id=\"_00000000-0000-0000-0000-000000000002\" moods=\"wild\" "
+               "prices=\"400000000\"/>"));
+  const ModelElement book = elementOf(model, 2);
+  EXPECT_THAT(written(model), HasSubstr("<moods>wild</moods>"));
+  EXPECT_EQ(book->peekCollection<std::int32_t>(book->property(u"prices")), (std::vector<std::int32_t>{400000000}));
 }
 
 TEST_F(XmlEvolution, NamesTheSwitchWhenOldContentDoesNotFit) {
