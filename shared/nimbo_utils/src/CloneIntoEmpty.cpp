@@ -58,6 +58,10 @@ class ElementNumbers {
     place = static_cast<std::uint32_t>(fElements.size());
     return true;
   }
+  /// Has the element's place fetched while there is something else to do.
+  void fetchPlace(const Element* element) const {
+    __builtin_prefetch(&fTable[kern::hashOfAddress(element) & (fTable.size() - 1)]);
+  }
   /// @pre it was added
   [[nodiscard]] std::size_t numberOf(const Element* element) const { return fTable[placeOf(element)] - 1; }
   [[nodiscard]] const std::vector<const Element*>& elements() const { return fElements; }
@@ -127,6 +131,7 @@ class Copying {
   }
 
   void writeReferences() {
+    turnTargetsIntoCopies();
     const std::uint32_t* count = fCounts.data();
     Element** targets = fTargets.data();
     for (Element* const copy : fCopies) {
@@ -155,9 +160,15 @@ class Copying {
     fOpen.insert(fOpen.end(), fTargets.rbegin(), fTargets.rend() - static_cast<std::ptrdiff_t>(first));
   }
 
-  /// `targets` become those of the copy.
-  void writeReference(Element& copy, const Property& property, std::span<Element*> targets) {
-    for (Element*& target : targets) target = fCopies[fNumbers.numberOf(target)];
+  void turnTargetsIntoCopies() {
+    for (std::size_t i = 0; i < fTargets.size(); ++i) {
+      constexpr std::size_t kAhead = 8;
+      if (i + kAhead < fTargets.size()) fNumbers.fetchPlace(fTargets[i + kAhead]);
+      fTargets[i] = fCopies[fNumbers.numberOf(fTargets[i])];
+    }
+  }
+
+  static void writeReference(Element& copy, const Property& property, std::span<Element* const> targets) {
     if (property->upper < 2) {
       kern::bulk::setTarget(copy, property, targets.front(), privileged());
     } else if (property->isComposite) {
