@@ -124,6 +124,29 @@ class StoreEvolutionTest : public testing::Test {
 
 }  // namespace
 
+TEST_F(StoreEvolutionTest, KeepsTheOrderOfTopLevelElementsWhateverRefersToWhich) {
+  registerFirst();
+  std::vector<boost::uuids::uuid> order;
+  {
+    const Model model = open(fPath);
+    Transaction change = model->beginTransaction(false);
+    std::vector<ModelElement> volumes;
+    for (int i = 0; i < 5; ++i) {
+      volumes.push_back(classNamed(u"Volume")->instantiate(model, {}));
+      order.push_back(volumes.back()->getUuid());
+    }
+    volumes[0]->set<ModelElement>(u"sequel", volumes[3]);
+    volumes[3]->set<ModelElement>(u"sequel", volumes[1]);
+    change.commit(boost::none);
+  }
+  registerSecond();
+  registerSteps();
+  const Model model = open(fPath);
+  std::vector<boost::uuids::uuid> found;
+  for (const ModelElement& element : model->getTopLevelElements()) found.push_back(element->getUuid());
+  EXPECT_EQ(found, order);
+}
+
 TEST_F(StoreEvolutionTest, BringsAnOlderStoreUpToDate) {
   givenFirstVersion();
   registerSecond();

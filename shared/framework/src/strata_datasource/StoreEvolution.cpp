@@ -220,9 +220,9 @@ tarn::kern::Model loadEvolved(strata::Database& database, const tarn::kern::evol
   const tarn::kern::Model model = tarn::kern::Model::create(tarn::kern::ModelSpec());
   tarn::kern::Transaction change = model->beginTransaction(false);
   tarn::kern::io::ModelLoader loader(model, database.path());
-  for (RawElement& root : roots) {
-    if (evolver.evolve(root)) loader.load(root);
-  }
+  std::erase_if(roots, [&](RawElement& root) { return !evolver.evolve(root); });
+  for (const RawElement& root : roots) loader.mention(root);  // so that they stand in the store in their order
+  for (const RawElement& root : roots) loader.load(root);
   loader.finish();
   change.commit(boost::none);
   loader.destroyDangling();

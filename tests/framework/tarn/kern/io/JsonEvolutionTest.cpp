@@ -1,5 +1,7 @@
 #include <cmath>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -150,6 +152,24 @@ TEST(JsonEvolution, ReadsCurrentContentDirectly) {
   EXPECT_EQ(elementOf(readWith(documentOf("2.0", content)), 1)->get<ustring>(u"title"), u"a");
   EXPECT_EQ(elementOf(readWith(R"({"entries":[)" + content + "]}"), 1)->get<ustring>(u"title"), u"a");
   EXPECT_EQ(elementOf(readWith(R"({"packageUris":[],"entries":[)" + content + "]}"), 1)->get<ustring>(u"title"), u"a");
+}
+
+TEST(JsonEvolution, OrdersTopLevelElementsAsTheDirectWayDoes) {
+  const auto orderIn = [](const std::string& version, const std::string& className, const std::string& name) {
+    const auto book = [&](int last, int sequel) {
+      std::string to = reference(sequel);
+      to.replace(to.find("Volume"), 6, className);
+      return entry(last, "{\"" + name + R"(":"x","sequel":)" + to + "}", className);
+    };
+    std::vector<std::uint8_t> order;
+    const Model model = readWith(
+        documentOf(version, book(5, 3) + "," + book(1, 4) + "," + book(3, 1) + "," + book(2, 2) + "," + book(4, 5)));
+    for (const ModelElement& element : model->getTopLevelElements()) order.push_back(element->getUuid().data[15]);
+    return order;
+  };
+  const std::vector<std::uint8_t> direct = orderIn("2.0", "Book", "title");
+  EXPECT_EQ(direct.size(), 5U);
+  EXPECT_EQ(orderIn("1.0", "Volume", "label"), direct);
 }
 
 TEST(JsonEvolution, ReadsAsItStandsWhenToldTo) {

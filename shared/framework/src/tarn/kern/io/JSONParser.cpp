@@ -1,3 +1,4 @@
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -69,30 +70,41 @@ void readCurrent(const JsonDocument& document, const Frame& frame, const Model& 
   elements.destroyDangling();
 }
 
-void loadRoot(ModelLoader& loader, const evolution::Evolver& evolver, RawValue root, const std::string& path) {
-  switch (root.kind()) {
-    case RawValue::Kind::Element:
-      if (evolver.evolve(root.element())) loader.load(root.element(), path);
-      return;
-    case RawValue::Kind::Reference: {  // what its class is called now, an element of it would tell
-      RawElement bare{root.reference().typeName, root.reference().uuid, {}, root.position};
-      if (evolver.evolve(bare)) loader.mention(bare, path);
-      return;
-    }
-    default:  // null
-      return;
-  }
+/// A root of older content that has been brought up to date.
+struct EvolvedRoot {
+  RawElement element;
+  bool hasContents;
+  std::string path;
+};
+
+std::optional<EvolvedRoot> evolved(const evolution::Evolver& evolver, RawValue root, std::string path) {
+  if (root.isNull()) return std::nullopt;
+  const bool isReference = root.kind() == RawValue::Kind::Reference;
+  // What the class of a reference is called now, an element of it would tell.
+  RawElement element = isReference ? RawElement{root.reference().typeName, root.reference().uuid, {}, root.position}
+                                   : std::move(root.element());
+  if (!evolver.evolve(element)) return std::nullopt;
+  return EvolvedRoot{std::move(element), !isReference, std::move(path)};
 }
 
-/// Older content: one root at a time goes by way of its raw form.
+/// Older content goes by way of its raw form. All roots are mentioned before any is filled: they stand in the model in
+/// their order, whatever refers to which of them.
 void readOlder(const JsonDocument& document, const Frame& frame, const Model& model,
                const evolution::Evolver& evolver) {
   ModelLoader loader(model, document.sourceName());
   Transaction transaction = model->beginTransaction(false);
   JsonRawReader reader(document);
+  std::vector<EvolvedRoot> roots;
   std::size_t position = 0;
   for (const JsonNode& entry : frame.entries.entries()) {
-    loadRoot(loader, evolver, reader.entry(entry), "entries[" + std::to_string(position++) + "]");
+    auto root = evolved(evolver, reader.entry(entry), "entries[" + std::to_string(position++) + "]");
+    if (!root) continue;
+    loader.mention(root->element, root->path);
+    roots.push_back(*std::move(root));
+  }
+  for (EvolvedRoot& root : roots) {
+    if (root.hasContents) loader.load(root.element, root.path);
+    root.element = {};  // its memory is of use for the next
   }
   loader.finish();
   transaction.commit(boost::none);

@@ -93,6 +93,7 @@ void readOlder(const std::string& text, const std::string& source, const Model& 
   reader.fitToCurrent(roots, model);
   ModelLoader loader(model, source);
   Transaction transaction = model->beginTransaction(false);
+  for (const RawElement& root : roots) loader.mention(root);  // so that they stand in the model in their order
   for (const RawElement& root : roots) loader.load(root);
   loader.finish();
   transaction.commit(boost::none);
