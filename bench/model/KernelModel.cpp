@@ -35,10 +35,7 @@ ptime toTime(Microseconds time) {
 
 template <class T>
 void assignValues(ModelElement::Impl& element, const Property& property, const std::vector<T>& values) {
-  if (values.empty()) return;
-  const Value live = element.getPropertyValue(property, ReflectionPrivateTag::PUBLIC_ACCESS);
-  // Safe: the property's type and its storage are what this benchmark has defined.
-  static_cast<tarn::kern::TypedCollection<T>&>(live.toPrimitiveCollection()).assign(values);
+  if (!values.empty()) tarn::kern::bulk::assignValues<T>(element, property, values);
 }
 
 void setValues(ModelElement::Impl& element, const Record& record, const BenchMetaModel& meta) {
@@ -52,10 +49,6 @@ void setValues(ModelElement::Impl& element, const Record& record, const BenchMet
   if (record.modified != kNoTime) element.set<ptime>(meta.modified, toTime(record.modified));
   assignValues(element, meta.tags, record.tags);
   assignValues(element, meta.marks, record.marks);
-}
-
-void addChild(const ModelElement& folder, const ModelElement& child, const BenchMetaModel& meta) {
-  folder->getPropertyValue(meta.children, ReflectionPrivateTag::PUBLIC_ACCESS).toElementCollection().addElement(child);
 }
 
 /// `targets` is empty room that is used again and again.
@@ -83,7 +76,7 @@ Model build(const Description& description, const BenchMetaModel& meta) {
   for (const Record& record : description) {
     const ModelElement& element = elements.emplace_back(makeElement(model, record, meta));
     setValues(*element, record, meta);
-    if (record.parent != kNoRecord) addChild(elements[record.parent], element, meta);
+    if (record.parent != kNoRecord) tarn::kern::bulk::append(*elements[record.parent], meta.children, *element);
   }
   std::vector<ModelElement::Impl*> targets;
   for (std::size_t i = 0; i < description.size(); ++i) {

@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <utility>
@@ -6,8 +7,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/optional.hpp>
 #include <boost/uuid/nil_generator.hpp>
 
+#include <bedrock/except.h>
 #include <tarn/kern/BulkEdit.h>
 #include <tarn/kern/Collections.h>
 #include <tarn/kern/Model.h>
@@ -58,6 +61,13 @@ class BulkEditTest : public testing::Test {
 
   Model model = newModel();
   std::vector<ModelElement> nodes;
+};
+
+struct Announcements : ModelObserver {
+  void collectionModifying(const AbstractOwnedCollection&, const OCDChangeDescriptor& change) override {
+    kinds.push_back(change.kind);
+  }
+  std::vector<OCDChangeDescriptor::Kind> kinds;
 };
 
 std::string failureOf(const std::function<void()>& work) {
@@ -187,19 +197,84 @@ TEST_F(BulkEditTest, ADestroyedTargetIsRefusedAmongMany) {
 }
 
 TEST_F(BulkEditTest, ObserversAreToldOfAnAssignment) {
-  struct Observer : ModelObserver {
-    void collectionModifying(const AbstractOwnedCollection&, const OCDChangeDescriptor& change) override {
-      kinds.push_back(change.kind);
-    }
-    std::vector<OCDChangeDescriptor::Kind> kinds;
-  } observer;
-  model->addObserver(&observer);
+  Announcements announcements;
+  model->addObserver(&announcements);
   Transaction transaction = model->beginTransaction(false);
   const ModelElement made = newNode(model);
   assign(made, u"others", at({1, 2}));
   transaction.commit(boost::none);
-  model->removeObserver(&observer);
-  EXPECT_THAT(observer.kinds, ElementsAre(OCDChangeDescriptor::Kind::GiveUp));
+  model->removeObserver(&announcements);
+  EXPECT_THAT(announcements.kinds, ElementsAre(OCDChangeDescriptor::Kind::GiveUp));
+}
+
+TEST_F(BulkEditTest, AppendsAsACollectionDoes) {
+  for (const bool inTransaction : {true, false}) {
+    boost::optional<Transaction> transaction;
+    if (inTransaction) transaction = model->beginTransaction(false);
+    const ModelElement made = newNode(model);
+    bulk::append(*made, property(u"children"), *nodes[1]);
+    bulk::append(*made, property(u"children"), *nodes[2]);
+    bulk::append(*made, property(u"children"), *nodes[1]);
+    EXPECT_THAT(members(made, u"children"), ElementsAre(1, 2)) << "contained once";
+    EXPECT_EQ(nodes[2]->container(), made);
+    bulk::append(*made, property(u"path"), *nodes[3]);
+    bulk::append(*made, property(u"path"), *nodes[3]);
+    EXPECT_THAT(members(made, u"path"), ElementsAre(3, 3));
+    bulk::append(*made, property(u"friends"), *nodes[4]);
+    EXPECT_THAT(names(nodes[4], u"friendOf"), ElementsAre("node"));
+    if (transaction) transaction->commit(boost::none);
+    made->destroy();
+    nodes[1] = newNode(model);
+    nodes[2] = newNode(model);
+    nodes[1]->set(u"count", 1);
+    nodes[2]->set(u"count", 2);
+  }
+}
+
+TEST_F(BulkEditTest, AppendingIsRefusedAndAnnouncedAsElsewhere) {
+  const ModelElement stranger = newNode(newModel());
+  const ModelElement unrelated = types().unrelated->instantiate(model, boost::uuids::nil_uuid());
+  const ModelElement destroyed = newNode(model);
+  destroyed->destroy();
+  for (const ModelElement& member : {stranger, unrelated, destroyed, nodes[0], ModelElement(property(u"next"))}) {
+    EXPECT_EQ(failureOf([&] { bulk::append(*nodes[0], property(u"children"), *member); }),
+              failureOf([&] { live(nodes[0], u"children").toElementCollection().addElement(member); }));
+  }
+  EXPECT_THROW(bulk::append(*nodes[0], property(u"next"), *nodes[1]), std::exception);
+  EXPECT_THROW(bulk::append(*destroyed, property(u"children"), *nodes[1]), DestroyedElementError);
+  Announcements announcements;
+  model->addObserver(&announcements);
+  bulk::append(*nodes[0], property(u"children"), *nodes[1]);
+  model->removeObserver(&announcements);
+  EXPECT_THAT(announcements.kinds, ElementsAre(OCDChangeDescriptor::Kind::Insert));
+}
+
+TEST_F(BulkEditTest, AssignsPlainValues) {
+  using Numbers = std::vector<std::int32_t>;
+  using Labels = std::vector<ustring>;
+  Transaction transaction = model->beginTransaction(false);
+  const ModelElement made = newNode(model);
+  bulk::assignValues<std::int32_t>(*made, property(u"numbers"), {3, 1, 3});
+  EXPECT_EQ(made->peekCollection<std::int32_t>(property(u"numbers")), (Numbers{3, 1, 3}));
+  bulk::assignValues<ustring>(*made, property(u"labels"), {u"a", u"b", u"a"});
+  EXPECT_EQ(made->peekCollection<ustring>(property(u"labels")), (Labels{u"a", u"b"})) << "unique";
+  EXPECT_THROW(bulk::assignValues<std::int64_t>(*made, property(u"numbers"), {1}), bedrock::except::IMsgIDException);
+  EXPECT_THROW(bulk::assignValues<std::int32_t>(*made, property(u"count"), {1}), std::exception);
+  EXPECT_EQ(made->peekCollection<std::int32_t>(property(u"numbers")), (Numbers{3, 1, 3}));
+  transaction.commit(boost::none);
+
+  model->setUndoLimit(10);
+  bulk::assignValues<std::int32_t>(*made, property(u"numbers"), {7});
+  EXPECT_EQ(made->peekCollection<std::int32_t>(property(u"numbers")), (Numbers{7}));
+  model->undo();
+  EXPECT_EQ(made->peekCollection<std::int32_t>(property(u"numbers")), (Numbers{3, 1, 3}));
+  Announcements announcements;
+  model->addObserver(&announcements);
+  bulk::assignValues<std::int32_t>(*made, property(u"numbers"), {8});
+  model->removeObserver(&announcements);
+  EXPECT_THAT(announcements.kinds, ElementsAre(OCDChangeDescriptor::Kind::GiveUp));
+  made->destroy();
+  EXPECT_THROW(bulk::assignValues<std::int32_t>(*made, property(u"numbers"), {1}), DestroyedElementError);
 }
 
 TEST_F(BulkEditTest, PublicAccessIsCheckedAsElsewhere) {
