@@ -242,3 +242,60 @@ TEST_F(ContainmentTest, LoneElementsAreDestroyedAsOthersAre) {
   };
   EXPECT_EQ(statesOf(false), statesOf(true));
 }
+
+TEST_F(ContainmentTest, NullMembersAreRemovedReplacedAndDestroyedWithTheirOwner) {
+  for (const ModelElement& member : {ModelElement(), b, ModelElement()}) {
+    add(a, u"children", member);
+    add(a, u"friends", member);
+  }
+  const Value children = live(a, u"children");
+  const Value friends = live(a, u"friends");
+  children.toElementCollection().removeAt(0);
+  friends.toElementCollection().removeAt(0);
+  EXPECT_THAT(names(a, u"children"), ElementsAre("b", "-"));
+  EXPECT_THAT(names(a, u"friends"), ElementsAre("b", "-"));
+  children.toElementCollection().assign({ModelElement(), c, b});
+  friends.toElementCollection().assign({ModelElement(), c});
+  EXPECT_THAT(names(a, u"children"), ElementsAre("-", "c", "b"));
+  EXPECT_THAT(names(a, u"friends"), ElementsAre("-", "c"));
+  EXPECT_THAT(names(b, u"friendOf"), ElementsAre());
+  a->destroy();
+  EXPECT_TRUE(b->isDestroyed());
+  EXPECT_TRUE(c->isDestroyed());
+}
+
+TEST_F(ContainmentTest, RefusesACycleBelowADeepParentWhateverTheChildHolds) {
+  ModelElement deepest = a;
+  for (int i = 0; i < 100; ++i) {
+    const ModelElement inner = newNode(model, u"inner");
+    add(deepest, u"children", inner);
+    deepest = inner;
+  }
+  add(b, u"children", ModelElement());
+  add(b, u"children", c);
+  add(deepest, u"children", b);
+  EXPECT_EQ(b->container(), deepest);
+  EXPECT_THROW(add(c, u"children", a), ContainmentError);
+  EXPECT_THROW(set(c, u"only", a), ContainmentError);
+}
+
+TEST_F(ContainmentTest, StandsManyRemovalsFromTheMiddleOfALongCollection) {
+  std::vector<ModelElement> members;
+  for (int i = 0; i < 400; ++i) add(a, u"others", members.emplace_back(newNode(model)));
+  const Value others = live(a, u"others");
+  Transaction change = model->beginTransaction(false);
+  for (std::size_t i = 50; i < 350; ++i) EXPECT_TRUE(others.toElementCollection().remove(members[i]));
+  EXPECT_EQ(others.toElementCollection().size(), 100U);
+  EXPECT_EQ(others.toElementCollection().getElement(50), members[350]);
+  change.rollBack();
+  EXPECT_EQ(others.toElementCollection().getAllElements(), members);
+}
+
+TEST_F(ContainmentTest, KnowsWhatRefersToAnElementAfterManyChanges) {
+  set(a, u"next", b);
+  EXPECT_EQ(b->incomingReferences().size(), 1U);
+  for (int i = 0; i < 5000; ++i) set(a, u"next", i % 2 == 0 ? c : b);
+  ASSERT_EQ(b->incomingReferences().size(), 1U);
+  EXPECT_EQ(b->incomingReferences().front().element, a);
+  EXPECT_TRUE(c->incomingReferences().empty());
+}

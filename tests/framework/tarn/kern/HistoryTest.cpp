@@ -142,7 +142,69 @@ TEST_F(HistoryTest, RefusesWhileATransactionIsOpen) {
   commit([&] { a->set(u"name", u"x"); });
   Transaction open = model->beginTransaction(false);
   EXPECT_THROW(model->undo(), TransactionError);
+  EXPECT_THROW(model->redo(), TransactionError);
   EXPECT_THROW(model->setUndoLimit(3), TransactionError);
+}
+
+TEST_F(HistoryTest, StandsReadingALongListWhenAllIsUndone) {
+  for (int i = 0; i < 200; ++i) add(a, u"children", newNode(model, u"child"));
+  model->setUndoLimit(0);
+  model->setUndoLimit(10);
+  const Value value = live(a, u"children");
+  const ElementCollection& children = value.toElementCollection();
+  const ModelElement gone = children.getElement(90);
+  commit([&] { gone->destroy(); });
+  commit([&] { a->set(u"name", u"x"); });
+  const std::string after = dump(model);
+  model->undo();
+  model->undo();
+  EXPECT_FALSE(model->canUndo());
+  EXPECT_EQ(children.getElement(90), gone);
+  model->redo();
+  EXPECT_EQ(children.size(), 199U);
+  EXPECT_NE(children.getElement(150), gone);
+  model->redo();
+  EXPECT_EQ(dump(model), after);
+}
+
+TEST_F(HistoryTest, TellsObserversOfAMapChangedOutsideTransactions) {
+  model->setUndoLimit(0);
+  Recorder recorder;
+  model->addObserver(&recorder);
+  live(a, u"fields").toStringToStringMap().insert(u"k", u"v", CollisionResolution::Replace);
+  ASSERT_EQ(recorder.changes.size(), 1U);
+  EXPECT_THAT(changedProperties(recorder.changes.front()), ElementsAre("a.fields"));
+  model->removeObserver(&recorder);
+}
+
+TEST_F(HistoryTest, TellsObserversNothingOfWhatCameBack) {
+  Recorder recorder;
+  model->addObserver(&recorder);
+  commit([&] {
+    a->set(u"name", u"x");
+    a->set(u"name", u"a");
+  });
+  EXPECT_THAT(recorder.changes, IsEmpty());
+  commit([&] {
+    set(a, u"next", b);
+    set(a, u"next", ModelElement());
+    b->set(u"name", u"y");
+  });
+  ASSERT_EQ(recorder.changes.size(), 1U);
+  EXPECT_THAT(changedProperties(recorder.changes.front()), ElementsAre("y.name"));
+  model->removeObserver(&recorder);
+}
+
+TEST_F(HistoryTest, TellsNoObserverOfAMemberThatIsThereAlready) {
+  add(a, u"others", b);
+  Recorder recorder;
+  model->addObserver(&recorder);
+  add(a, u"others", b);
+  EXPECT_THAT(recorder.modifying, IsEmpty());
+  add(a, u"path", b);
+  add(a, u"path", b);
+  EXPECT_EQ(recorder.modifying.size(), 2U) << "where one may stand twice";
+  model->removeObserver(&recorder);
 }
 
 TEST_F(HistoryTest, StandsReadingLongListsBetweenSteps) {

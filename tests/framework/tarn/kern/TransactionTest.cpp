@@ -248,3 +248,12 @@ TEST_F(TransactionTest, IsOverOnceItWasMovedFrom) {
   EXPECT_TRUE(moved.isOpen());
   EXPECT_EQ(moved.rollBack(), TransactionResult::Nothing);
 }
+
+TEST_F(TransactionTest, ATestsFailureWaitsForACommitThatSomebodyAsksFor) {
+  tarn::kern::testhooks::failNextCommit(model, "the disk is full");
+  a->set(u"name", u"x");  // ends a transaction of its own, which nobody sees
+  EXPECT_EQ(nameOf(a), "x");
+  Transaction change = model->beginTransaction(false);
+  a->set(u"name", u"y");
+  EXPECT_THROW((void)change.commit(boost::none), TransactionError);
+}

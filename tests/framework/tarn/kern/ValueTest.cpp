@@ -539,6 +539,18 @@ TEST(Value, OrdersMultiplicitiesAndAbsentValues) {
   expectAscending({empty(integer), Value(-1), Value(2), Value(two, 1), Value(collectionOf(integer), 1)});
 }
 
+TEST(Value, OrdersTimesWithTheSpecialOnesAtTheirEnds) {
+  expectAscending({Value(ptime()), Value(ptime(boost::posix_time::neg_infin)), Value(kTime),
+                   Value(kTime + boost::posix_time::microseconds(1)), Value(ptime(boost::posix_time::pos_infin))});
+}
+
+TEST(Value, StaysAsItIsWhenMovedOntoItself) {
+  Value value(u"a text beyond any short string");
+  Value& same = value;
+  value = std::move(same);
+  EXPECT_EQ(value, Value(u"a text beyond any short string"));
+}
+
 TEST(Value, OrdersANullTypeBeforeAllOthers) {
   const Value none(singleOf(meta::Type()), 1);
   expectAscending({none, Value(1)});
