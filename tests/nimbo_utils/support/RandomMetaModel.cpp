@@ -189,7 +189,7 @@ RandomMetaModel::RandomMetaModel(std::uint32_t seed) : fRandom(seed) {
   }
 }
 
-kern::Model RandomMetaModel::drawModel(std::size_t elements) {
+kern::Model RandomMetaModel::drawModel(std::size_t elements, Roots roots) {
   kern::Model model = kern::Model::create(kern::ModelSpec());
   kern::Transaction building = model->beginTransaction(false);
   const ModelElement root = fRoot->instantiate(model, boost::uuids::uuid{});
@@ -197,7 +197,7 @@ kern::Model RandomMetaModel::drawModel(std::size_t elements) {
   std::vector<ModelElement> all;
   for (std::size_t i = 0; i < elements; ++i) {
     all.push_back(fClasses[below(fClasses.size())]->instantiate(model, boost::uuids::uuid{}));
-    live.toElementCollection().addElement(all.back());
+    if (roots == Roots::One || !chance(3)) live.toElementCollection().addElement(all.back());
     fill(all.back());
   }
   for (const ModelElement& element : all) refer(element, all);

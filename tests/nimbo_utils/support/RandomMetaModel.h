@@ -21,8 +21,11 @@ class RandomMetaModel {
  public:
   explicit RandomMetaModel(std::uint32_t seed);
 
-  /// A model with one root, which holds that many other elements, some of them within each other.
-  [[nodiscard]] tarn::kern::Model drawModel(std::size_t elements);
+  enum class Roots : std::uint8_t { One, Many };
+
+  /// A model with a root that holds that many other elements, some of them within each other; or of many roots, when
+  /// some of those others stand beside it.
+  [[nodiscard]] tarn::kern::Model drawModel(std::size_t elements, Roots roots = Roots::One);
 
   [[nodiscard]] const tarn::kern::meta::Package& package() const noexcept { return fPackage; }
 
