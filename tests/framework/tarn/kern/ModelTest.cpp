@@ -1,6 +1,3 @@
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <unordered_set>
 
 #include <gmock/gmock.h>
@@ -8,7 +5,9 @@
 
 #include <boost/uuid/string_generator.hpp>
 
+#include <sys/wait.h>
 #include <tarn/kern/Model.h>
+#include <unistd.h>
 
 #include "framework/tarn/kern/KernelTestModel.h"
 

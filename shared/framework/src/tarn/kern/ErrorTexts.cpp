@@ -1,8 +1,9 @@
 #include "ErrorTexts.h"
 
-#include <bedrock/i18n.h>
 #include <boost/lexical_cast.hpp>
 #include <boost/uuid/uuid_io.hpp>
+
+#include <bedrock/i18n.h>
 
 #include "NearestName.h"
 
@@ -36,7 +37,8 @@ std::string uuidTaken(const meta::Class& wanted, const ElementRecord& holder) {
 std::string modelFull() { return "cannot make another element: a model holds at most 4,294,967,293"; }
 
 std::string abstractClass(const meta::Class& type) {
-  return "cannot make an element of the abstract class " + className(type) + ": name one of the classes derived from it";
+  return "cannot make an element of the abstract class " + className(type) +
+         ": name one of the classes derived from it";
 }
 
 std::string nullModel(const meta::Class& type) {
@@ -103,7 +105,8 @@ std::string indexOutOfRange(const meta::Property& property, std::size_t index, s
 
 std::string snapshot(const meta::Property& property) {
   return "this collection " + propertyName(property) +
-         " is the snapshot that copying a Value makes, so a change would be lost; change the collection through the Value "
+         " is the snapshot that copying a Value makes, so a change would be lost; change the collection through the "
+         "Value "
          "that getPropertyValue returned, or move that Value instead of copying it";
 }
 

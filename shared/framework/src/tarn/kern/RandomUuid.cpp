@@ -1,12 +1,12 @@
 #include "RandomUuid.h"
 
-#include <pthread.h>
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
 #include <cstring>
 #include <system_error>
+
+#include <pthread.h>
+#include <unistd.h>
 
 namespace tarn::kern::internal {
 
