@@ -105,9 +105,8 @@ std::string indexOutOfRange(const meta::Property& property, std::size_t index, s
 
 std::string snapshot(const meta::Property& property) {
   return "this collection " + propertyName(property) +
-         " is the snapshot that copying a Value makes, so a change would be lost; change the collection through the "
-         "Value "
-         "that getPropertyValue returned, or move that Value instead of copying it";
+         " is the snapshot that copying a Value makes, so a change would be lost; change the collection "
+         "through the Value that getPropertyValue returned, or move that Value instead of copying it";
 }
 
 std::string transactionEnded() {
