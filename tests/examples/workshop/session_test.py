@@ -4,35 +4,24 @@ usage: session_test.py DOCUMENT PROGRAM
 """
 
 import pathlib
-import re
 import shlex
 import subprocess
 import sys
 import tempfile
 import unittest
 
+sys.dont_write_bytecode = True  # the sources stay as they are
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "support"))
+from session import session  # noqa: E402: found by the line above
+
 PROGRAM = str(pathlib.Path(sys.argv.pop()).resolve())
 DOCUMENT = pathlib.Path(sys.argv.pop())
-
-
-def session(text):
-    """The commands of the session, each with the output that it shows."""
-    block = re.search(r"```\n(\$ workshop .*?)```", text, re.DOTALL)
-    if block is None:
-        raise AssertionError("the document shows no session with the workshop program")
-    steps = []
-    for line in block.group(1).splitlines(keepends=True):
-        if line.startswith("$ "):
-            steps.append((line[2:].strip(), []))
-        else:
-            steps[-1][1].append(line)
-    return [(command, "".join(output)) for command, output in steps]
 
 
 class Session(unittest.TestCase):
     def test_runs_as_shown(self):
         with tempfile.TemporaryDirectory(prefix="nimbo-sessiön-") as folder:
-            for command, shown in session(DOCUMENT.read_text(encoding="utf-8")):
+            for command, shown in session(DOCUMENT.read_text(encoding="utf-8"), "workshop"):
                 words = shlex.split(command)
                 self.assertEqual(words[0], "workshop")
                 run = subprocess.run([PROGRAM, *words[1:]], cwd=folder, stdout=subprocess.PIPE,
