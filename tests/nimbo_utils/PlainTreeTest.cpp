@@ -15,6 +15,7 @@
 
 #include <tarn/kern/meta/Class.h>
 
+#include "../support/SmallStack.h"
 #include "quillon/nimbo/PrettyPrinter.h"
 #include "support/PrintingMetaModel.h"
 #include "support/SampleContent.h"
@@ -217,6 +218,26 @@ TEST(PlainTree, FailsAsTheLongWayDoesWhenTheStreamDoes) {
       }
     }
   }
+}
+
+/// The text would be gigabytes of blanks; a stream that has failed takes none.
+TEST(PlainTree, WalksDeepContainmentOnASmallStack) {
+  const Model model = emptyModel();
+  const meta::Class box = testsupport::sampleMetaModel().classNamed(u"Box");
+  const meta::Property content = box->getProperty(u"content");
+  ModelElement last = box->instantiate(model, {});
+  for (int i = 1; i < 100'000; ++i) {
+    const ModelElement next = box->instantiate(model, {});
+    last->set(content, next);
+    last = next;
+  }
+  Limited buffer(1000, false);
+  std::ostream os(&buffer);
+  PrettyPrinter printer;
+  testsupport::onSmallStack([&] { printer.print(os, model); });
+  EXPECT_TRUE(os.bad());
+  EXPECT_EQ(buffer.text().size(), 1000U);
+  EXPECT_EQ(printer.elemId(last), "100000");
 }
 
 TEST(PlainTree, HandsEverythingOnBeforeItReturns) {
