@@ -27,7 +27,7 @@ class TextStage final : public std::streambuf {
   void put(char ch) { *room(1) = ch, pbump(1); }
   void put(std::string_view text) {
     if (text.size() > kCapacity) return putLarge(text);
-    std::memcpy(room(text.size()), text.data(), text.size());
+    text.copy(room(text.size()), text.size());  // not memcpy, which takes no null pointer for an empty text
     advance(text.size());
   }
   void putBlanks(std::size_t count);
