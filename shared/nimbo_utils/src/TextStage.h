@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <cstddef>
-#include <cstring>
 #include <memory>
 #include <ostream>
 #include <streambuf>
