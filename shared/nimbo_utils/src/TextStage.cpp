@@ -1,6 +1,7 @@
 #include "TextStage.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include <bedrock/i18n.h>
 
