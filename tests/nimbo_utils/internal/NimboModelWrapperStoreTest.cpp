@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -27,6 +28,7 @@
 #include <tarn/kern/Testing.h>
 
 #include "../support/TestWrapper.h"
+#include "quillon/nimbo/PrettyPrinter.h"
 #include "quillon/nimbo/SafeSave.h"
 #include "quillon/nimbo/internal/NimboModelWrapperBase.h"
 #include "support/TemporaryFolder.h"
@@ -517,6 +519,31 @@ TEST_F(Store, StaysBoundWhenTheRestOfItCannotBeReadOnClosing) {
   EXPECT_TRUE(wrapper.getRoot());
   EXPECT_NE(wrapper.getModel()->getDataSource(), nullptr);
   EXPECT_FALSE(wrapper.isInTransaction());
+}
+
+/// By the short way of a printer that overrides nothing, and by the long one.
+TEST_F(Store, PrintsAnElementThatCannotBeReadAsOneLine) {
+  fill();
+  {
+    TestWrapper wrapper;
+    wrapper.open(fPath);
+    wrapper.beginTransaction();
+    for (int i = 0; i < 500; ++i) newNamed(wrapper.getModel(), u"Node", u"far from the root");
+    wrapper.commitTransaction();
+  }
+  const std::int64_t pageSize = placeOf("Node").size;  // asked while nobody has the store
+  TestWrapper wrapper;
+  wrapper.open(fPath);
+  const std::size_t count = wrapper.getModel()->getTopLevelElements().size();
+  damage({pageSize, static_cast<std::int64_t>(fs::file_size(fFile)) - pageSize});
+  class LongWay : public quillon::nimbo::PrettyPrinter {};
+  std::ostringstream shortText;
+  std::ostringstream longText;
+  quillon::nimbo::PrettyPrinter().print(shortText, wrapper.getModel());
+  LongWay().print(longText, wrapper.getModel());
+  EXPECT_EQ(shortText.str(), longText.str());
+  EXPECT_THAT(shortText.str(), testing::EndsWith("  Node\n"));
+  EXPECT_EQ(wrapper.getModel()->getTopLevelElements().size(), count);
 }
 
 TEST_F(Store, KeepsWhatWasCommittedWhenItIsClosedInsideACallersTransaction) {
