@@ -190,7 +190,7 @@ class PayloadReader {
   T parseObject();
   template <class T>
   Value checkedValue(T object, const ParsedProperty& property, SerializationTag t);
-  Value parseEnumValue(const meta::Type& type);
+  meta::EnumLiteral parseLiteral(const meta::Type& type);
   Value parseDataTypeValue(const meta::Type& type);
   Value parseNativeValue(const meta::Type& metaType);
 
@@ -398,6 +398,12 @@ template <class Target>
     target.template setObject<T>(property.property, parseObject<T>());
   };
   if (t == property.typeTag && detail::visitStoredType(t, setObject)) return;
+  if constexpr (std::is_same_v<Target, ElementTarget>) {
+    if (t == SerializationTag::ENUM && t == property.typeTag) {
+      const std::int64_t number = parseLiteral(property.property->getType())->getValue();
+      return target.template setObject<std::int64_t>(property.property, number);
+    }
+  }
   if (property.isPlainReference) fPending.flush();  // it may have been set before
   target.set(property.property, parseValue(property, t, property.isOptional));
 }
@@ -479,7 +485,7 @@ Value PayloadReader::parseValue(const ParsedProperty& property, SerializationTag
       NIMBO_PARSE_ASSERT(isOptional);
       return Value::createEmptyValue(type, false);
     case SerializationTag::ENUM:
-      return parseEnumValue(type);
+      return Value::createEnumValue(parseLiteral(type));
     case SerializationTag::DATA_TYPE:
       return bedrock::stack::callDeep([&] { return parseDataTypeValue(type); });
     case SerializationTag::NATIVE:
@@ -511,12 +517,12 @@ Value PayloadReader::checkedValue(T object, const ParsedProperty& property, Seri
   failCast(type);
 }
 
-[[gnu::noinline]] Value PayloadReader::parseEnumValue(const meta::Type& type) {
+[[gnu::noinline]] meta::EnumLiteral PayloadReader::parseLiteral(const meta::Type& type) {
   const auto metaEnum = kern::narrow<meta::Enum>(type);
   if (!metaEnum) failCast(type);
-  const meta::EnumLiteral literal = parseMetaEnumLiteral(metaEnum);
+  meta::EnumLiteral literal = parseMetaEnumLiteral(metaEnum);
   if (literal->getEnum() != metaEnum) failCast(type);
-  return Value::createEnumValue(literal);
+  return literal;
 }
 
 [[gnu::noinline]] Value PayloadReader::parseDataTypeValue(const meta::Type& type) {
