@@ -23,7 +23,10 @@ class TextStage final : public std::streambuf {
   TextStage(const TextStage&) = delete;
   TextStage& operator=(const TextStage&) = delete;
 
-  void put(char ch) { *room(1) = ch, pbump(1); }
+  void put(char ch) {
+    *room(1) = ch;
+    advance(1);
+  }
   void put(std::string_view text) {
     if (text.size() > kCapacity) return putLarge(text);
     text.copy(room(text.size()), text.size());  // not memcpy, which takes no null pointer for an empty text
