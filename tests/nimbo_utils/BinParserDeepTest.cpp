@@ -9,6 +9,7 @@
 #include "support/HandmadeStream.h"
 #include "support/Loading.h"
 #include "support/ReaderMetaModel.h"
+#include "support/Sanitizers.h"
 
 /// Nesting costs memory, never the stack: however deep elements and values contain each other, they are read on the
 /// ordinary stack of whoever calls.
@@ -20,27 +21,7 @@ using kern::Model;
 using kern::ModelElement;
 using testsupport::HandmadeStream;
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define NIMBO_TEST_ADDRESS_SANITIZER
-#elif __has_feature(thread_sanitizer)
-#define NIMBO_TEST_THREAD_SANITIZER
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define NIMBO_TEST_ADDRESS_SANITIZER
-#elif defined(__SANITIZE_THREAD__)
-#define NIMBO_TEST_THREAD_SANITIZER
-#endif
-
-// Sanitized frames are several times as wide, and the thread sanitizer keeps a record of every frame that is open.
-#if defined(NIMBO_TEST_ADDRESS_SANITIZER)
-constexpr std::int64_t kDepth = 100'000;
-#elif defined(NIMBO_TEST_THREAD_SANITIZER)
-constexpr std::int64_t kDepth = 20'000;
-#else
-constexpr std::int64_t kDepth = 1'000'000;
-#endif
+constexpr auto kDepth = static_cast<std::int64_t>(testsupport::kManyLevels);
 
 boost::uuids::uuid uuidOf(std::int64_t number) {
   boost::uuids::uuid uuid{};

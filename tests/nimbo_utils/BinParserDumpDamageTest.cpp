@@ -20,6 +20,7 @@
 #include "support/Loading.h"
 #include "support/MoneySerializer.h"
 #include "support/SampleContent.h"
+#include "support/Sanitizers.h"
 #include "support/Saving.h"
 
 /// Dump and event reader on streams that are damaged, hostile, or as deep as can be: a text or an exception, within
@@ -29,27 +30,7 @@ namespace {
 
 using testsupport::HandmadeStream;
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define NIMBO_TEST_ADDRESS_SANITIZER
-#elif __has_feature(thread_sanitizer)
-#define NIMBO_TEST_THREAD_SANITIZER
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define NIMBO_TEST_ADDRESS_SANITIZER
-#elif defined(__SANITIZE_THREAD__)
-#define NIMBO_TEST_THREAD_SANITIZER
-#endif
-
-// Sanitized frames are several times as wide, and the thread sanitizer keeps a record of every frame that is open.
-#if defined(NIMBO_TEST_ADDRESS_SANITIZER)
-constexpr std::int64_t kDepth = 100'000;
-#elif defined(NIMBO_TEST_THREAD_SANITIZER)
-constexpr std::int64_t kDepth = 20'000;
-#else
-constexpr std::int64_t kDepth = 1'000'000;
-#endif
+constexpr auto kDepth = static_cast<std::int64_t>(testsupport::kManyLevels);
 
 /// Drops what goes to std::cerr while it lives: each failure prints its text.
 class NoCerr {

@@ -21,16 +21,9 @@
 #include "quillon/nimbo/Compression.h"
 #include "support/AnnotatedHex.h"
 #include "support/LiteralWriter.h"
+#include "support/Sanitizers.h"
 #include "support/Saving.h"
 #include "support/TestMetaModel.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define NIMBO_UNDER_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define NIMBO_UNDER_ASAN 1
-#endif
-#endif
 
 namespace {
 
@@ -836,11 +829,7 @@ TEST(BinSerializer, SaysNothingOfDanglingReferencesWhenItFails) {
 // --- Size and depth.
 
 TEST(BinSerializer, WritesAChainOfAnyDepth) {
-#ifdef NIMBO_UNDER_ASAN
-  constexpr std::size_t kDepth = 100'000;
-#else
-  constexpr std::size_t kDepth = 1'000'000;
-#endif
+  constexpr std::size_t kDepth = testsupport::kManyLevels;
   const Model model = emptyModel();
   const meta::Class box = testsupport::sampleMetaModel().classNamed(u"Box");
   const meta::Property content = box->getProperty(u"content");

@@ -8,17 +8,9 @@
 
 #include "quillon/nimbo/BinFormat.h"
 #include "support/Loading.h"
+#include "support/Sanitizers.h"
 #include "support/Saving.h"
 #include "support/TestMetaModel.h"
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define NIMBO_TEST_SANITIZED
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define NIMBO_TEST_SANITIZED
-#endif
 
 /// The whole life of the longest chains, on the ordinary stack: built, saved, loaded, rolled back and destroyed.
 namespace quillon::nimbo {
@@ -28,11 +20,7 @@ namespace kern = tarn::kern;
 using kern::Model;
 using kern::ModelElement;
 
-#ifdef NIMBO_TEST_SANITIZED
-constexpr std::size_t kLength = 20'000;
-#else
-constexpr std::size_t kLength = 1'000'000;
-#endif
+constexpr std::size_t kLength = testsupport::kManyLevels;
 
 /// Boxes each of which has the next one in that property.
 void build(const Model& model, const char16_t* link) {

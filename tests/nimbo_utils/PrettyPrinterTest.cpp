@@ -18,6 +18,7 @@
 #include "quillon/nimbo/html/Manipulators.h"
 #include "quillon/nimbo/html/StringStream.h"
 #include "support/PrintingMetaModel.h"
+#include "support/Sanitizers.h"
 #include "support/TestMetaModel.h"
 
 /// The tree, its numbers, and what is hidden. Descriptions are DescriptionPrintingTest's, single values
@@ -40,15 +41,6 @@ using testsupport::newPrinted;
 using testsupport::newSample;
 using testsupport::onSmallStack;
 using testsupport::withoutAddresses;
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define NIMBO_UNDER_ASAN 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define NIMBO_UNDER_ASAN 1
-#endif
 
 class PrettyPrinterTest : public testing::Test {
  protected:
@@ -688,11 +680,7 @@ TEST_F(PrettyPrinterTest, PrintsDeepContainmentOnASmallStack) {
 
 /// The whole text of such a depth would be terabytes of blanks, so it goes to a stream that takes nothing.
 TEST_F(PrettyPrinterTest, WalksContainmentOfAnyDepth) {
-#ifdef NIMBO_UNDER_ASAN
-  constexpr std::size_t kDepth = 100'000;
-#else
-  constexpr std::size_t kDepth = 1'000'000;
-#endif
+  constexpr std::size_t kDepth = testsupport::kManyLevels;
   class Counting : public PrettyPrinter {
    public:
     void emitElementEntry(std::ostream& os, const ModelElement& element, bool composite) override {

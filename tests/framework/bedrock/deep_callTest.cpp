@@ -19,29 +19,12 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "support/Sanitizers.h"
+
 namespace bedrock::stack {
 namespace {
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define WITH_ADDRESS_SANITIZER
-#elif __has_feature(thread_sanitizer)
-#define WITH_THREAD_SANITIZER
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define WITH_ADDRESS_SANITIZER
-#elif defined(__SANITIZE_THREAD__)
-#define WITH_THREAD_SANITIZER
-#endif
-
-#if defined(WITH_ADDRESS_SANITIZER)
-constexpr unsigned kDepth = 100'000;
-#elif defined(WITH_THREAD_SANITIZER)
-constexpr unsigned kDepth = 20'000;
-#else
-constexpr unsigned kDepth = 1'000'000;
-#endif
+constexpr auto kDepth = static_cast<unsigned>(testsupport::kManyLevels);
 
 constexpr unsigned kFrameBytes = 240;  // of locals in each frame, so that a level takes what one of real work takes
 
@@ -400,7 +383,7 @@ TEST(CallDeep, LeavesAStackThatItDoesNotKnow) {
   EXPECT_EQ(sCountedInHandler, kDepth / 20);
 }
 
-#if !defined(WITH_ADDRESS_SANITIZER) && !defined(WITH_THREAD_SANITIZER)
+#if !defined(NIMBO_TEST_ADDRESS_SANITIZER) && !defined(NIMBO_TEST_THREAD_SANITIZER)
 // A sanitizer ends the process when its own books get no memory, and reports an overflow in words of its own.
 
 TEST(CallDeepDeathTest, ThrowsBadAllocWhenNoSegmentIsToBeHad) {

@@ -8,30 +8,13 @@
 #include <tarn/kern/Model.h>
 #include <tarn/kern/ModelElement.h>
 
+#include "support/Sanitizers.h"
+
 /// A meta-model for the tests of what copies and compares whole models.
 namespace testsupport {
 
-// How long a chain the tests walk. Sanitized frames are several times as wide, and the thread sanitizer keeps a record
-// of every frame that is open.
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define NIMBO_TEST_WIDE_FRAMES
-#elif __has_feature(thread_sanitizer)
-#define NIMBO_TEST_KEPT_FRAMES
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define NIMBO_TEST_WIDE_FRAMES
-#elif defined(__SANITIZE_THREAD__)
-#define NIMBO_TEST_KEPT_FRAMES
-#endif
-#if defined(NIMBO_TEST_WIDE_FRAMES)
-inline constexpr int kLongChain = 100'000;
-#elif defined(NIMBO_TEST_KEPT_FRAMES)
-inline constexpr int kLongChain = 20'000;
-#else
-inline constexpr int kLongChain = 1'000'000;
-#endif
+/// How long a chain the tests walk.
+inline constexpr int kLongChain = static_cast<int>(kManyLevels);
 
 /// Class Node of the package "cloning":
 ///   name (String), tags (StringToStringMap), numbers (Integer, many), distinct (Integer, many, unique),

@@ -4,23 +4,14 @@
 #include <tarn/kern/ModelCompare.h>
 
 #include "framework/tarn/kern/KernelTestModel.h"
+#include "support/Sanitizers.h"
 
 using namespace kerneltest;  // NOLINT: the vocabulary of these tests
 using namespace tarn::kern;  // NOLINT
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kDepth = 100'000;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr int kDepth = 100'000;
-#else
-constexpr int kDepth = 1'000'000;
-#endif
-#else
-constexpr int kDepth = 1'000'000;
-#endif
+constexpr int kDepth = static_cast<int>(testsupport::kManyLevels);
 
 /// A chain linked by that property, whose first element is given.
 ModelElement chain(const Model& model, const char16_t* link) {

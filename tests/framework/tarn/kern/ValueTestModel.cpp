@@ -2,6 +2,8 @@
 
 #include <tarn/kern/meta/PackageBuilder.h>
 
+#include "support/Sanitizers.h"
+
 namespace tarn::kern::valuetest {
 
 namespace {
@@ -135,18 +137,6 @@ ReflectiveDataType nested(std::size_t depth) {
   return outermost;
 }
 
-std::size_t deep() noexcept {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  return 20'000;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-  return 20'000;
-#else
-  return 200'000;
-#endif
-#else
-  return 200'000;
-#endif
-}
+std::size_t deep() noexcept { return testsupport::kManyLevels / 5; }
 
 }  // namespace tarn::kern::valuetest

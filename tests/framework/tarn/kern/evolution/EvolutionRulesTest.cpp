@@ -4,23 +4,14 @@
 #include <sstream>
 
 #include "EvolutionFixture.h"
+#include "support/Sanitizers.h"
 
 /// Which elements steps reach, what fits in the end, several families, which declarations are refused, and how much it
 /// costs.
 namespace tarn::kern::evolution {
 namespace {
 
-// Sanitized builds have wide frames.
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define TARN_TEST_WITH_SANITIZER
-#endif
-#endif
-#ifdef TARN_TEST_WITH_SANITIZER
-constexpr unsigned kLevels = 100'000;
-#else
-constexpr unsigned kLevels = 1'000'000;
-#endif
+constexpr auto kLevels = static_cast<unsigned>(testsupport::kManyLevels);
 
 using meta::PackageBuilder;
 using meta::StandardTypes;

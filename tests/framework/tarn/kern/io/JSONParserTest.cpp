@@ -9,6 +9,7 @@
 #include <tarn/kern/io/JSONParser.h>
 
 #include "framework/tarn/kern/io/JsonTestModel.h"
+#include "support/Sanitizers.h"
 
 namespace tarn::kern::jsontest {
 namespace {
@@ -500,21 +501,9 @@ TEST(JSONParser, ReadsOneTextAfterTheOther) {
   EXPECT_EQ(elementOf(model, 2)->get<ModelElement>(u"next"), elementOf(model, 1));
 }
 
-/// Where the sanitizers make frames wide, fewer levels take as much stack.
-std::size_t deep() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  return 20'000;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-  return 20'000;
-#endif
-#endif
-  return 1'000'000;
-}
-
 TEST(JSONParser, ReadsAMillionLevelsOfElementsWithSortedKeys) {
   // "content" comes before "type" and "uuid", so that nothing is known of an element before all inside it has passed.
-  const std::size_t levels = deep();
+  const std::size_t levels = testsupport::kManyLevels;
   const auto uuid = [](std::size_t number) {
     std::string text = "00000000-0000-0000-0000-000000000000";
     for (std::size_t at = text.size(); number > 0; number /= 10) text[--at] = static_cast<char>('0' + number % 10);
@@ -536,7 +525,7 @@ TEST(JSONParser, ReadsAMillionLevelsOfElementsWithSortedKeys) {
 }
 
 TEST(JSONParser, ReadsDeeplyNestedDataValues) {
-  const std::size_t levels = deep() / 10;
+  const std::size_t levels = testsupport::kManyLevels / 10;
   std::string text;
   for (std::size_t i = 0; i < levels; ++i) text += R"({"content":{"inner":[)";
   text += R"({"content":null})";

@@ -10,6 +10,7 @@
 #include <tarn/kern/meta/PackageBuilder.h>
 
 #include "XmlTestSupport.h"
+#include "support/Sanitizers.h"
 
 /// Documents that mean harm, or are damaged.
 namespace tarn::kern::xmltest {
@@ -17,17 +18,7 @@ namespace {
 
 using testing::HasSubstr;
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr std::size_t kDeep = 100'000;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr std::size_t kDeep = 100'000;
-#else
-constexpr std::size_t kDeep = 1'000'000;
-#endif
-#else
-constexpr std::size_t kDeep = 1'000'000;
-#endif
+constexpr std::size_t kDeep = testsupport::kManyLevels;
 
 TEST(XmlHostile, RefusesEveryDocumentType) {
   const std::string body =
