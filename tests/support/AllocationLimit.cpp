@@ -35,19 +35,19 @@ bool mustFail() noexcept {
 }  // namespace
 
 // These stand in for those of the C library in the whole process, so that the libraries below (compression, the store,
-// expat) run out of memory as well.
+// expat) run out of memory as well: they must be seen from outside the program.
 
-extern "C" void* malloc(std::size_t size) noexcept {
+extern "C" [[gnu::visibility("default")]] void* malloc(std::size_t size) noexcept {
   if (mustFail()) return nullptr;
   return __interceptor_malloc != nullptr ? __interceptor_malloc(size) : __libc_malloc(size);
 }
 
-extern "C" void* calloc(std::size_t count, std::size_t size) noexcept {
+extern "C" [[gnu::visibility("default")]] void* calloc(std::size_t count, std::size_t size) noexcept {
   if (mustFail()) return nullptr;
   return __interceptor_calloc != nullptr ? __interceptor_calloc(count, size) : __libc_calloc(count, size);
 }
 
-extern "C" void* realloc(void* block, std::size_t size) noexcept {
+extern "C" [[gnu::visibility("default")]] void* realloc(void* block, std::size_t size) noexcept {
   if (mustFail()) return nullptr;
   return __interceptor_realloc != nullptr ? __interceptor_realloc(block, size) : __libc_realloc(block, size);
 }
