@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <tarn/kern/Collections.h>
+#include <tarn/kern/meta/PackageBuilder.h>
 
 #include "support/HandmadeStream.h"
 #include "support/Loading.h"
@@ -64,6 +65,20 @@ TEST(BinParserReferences, AppendWhenACollectionComesTwice) {
       .id(-1).tag('[').tag('m').count(2).id(0).id(-1).reference()
       .noMore().end().container());
   EXPECT_THAT(linksOf(model, 1), ElementsAre(1, 0, 1));
+}
+
+TEST(BinParserReferences, MayBeNullWhereOneIsRequired) {
+  kern::meta::PackageBuilder builder(u"requiredReferences");
+  auto& follower = builder.addClass(u"Follower");
+  follower.reference(u"leader", follower).required();
+  builder.registerPackage();
+  const Model model = loaded(HandmadeStream().root().newElement(1, 1, u"requiredReferences.Follower", 1).full()
+      .newProperty(1, u"leader").tag('m').id(-1).reference()
+      .id(-1).tag('m').id(0)
+      .noMore().end().container());
+  const ModelElement element = elementOf(model, 1);
+  EXPECT_FALSE(element->get<ModelElement>(u"leader"));
+  EXPECT_TRUE(element->incomingReferences().empty());
 }
 
 TEST(BinParserReferences, TheLastOneOfASinglePropertyStays) {

@@ -250,6 +250,7 @@ TEST_F(TransactionTest, IsOverOnceItWasMovedFrom) {
 }
 
 TEST_F(TransactionTest, ATestsFailureWaitsForACommitThatSomebodyAsksFor) {
+  model->setUndoLimit(1);
   tarn::kern::testhooks::failNextCommit(model, "the disk is full");
   a->set(u"name", u"x");  // ends a transaction of its own, which nobody sees
   EXPECT_EQ(nameOf(a), "x");
