@@ -23,7 +23,8 @@ bool areKnownToFit(const ModelCore& core, const SlotInfo& slot, std::span<ModelE
   const Layout* last = nullptr;  // most targets are of one class
   return std::all_of(targets.begin(), targets.end(), [&](ModelElement::Impl* target) {
     if (target == nullptr) return true;
-    const Layout* layout = core.layoutByAddress(static_cast<ElementRecord*>(target));
+    // No static cast before the answer is there: it may be an element of the meta-model, which is no such record.
+    const Layout* layout = core.layoutByAddress(reinterpret_cast<ElementRecord*>(target));
     if (layout == last && last != nullptr) return true;
     if (layout == nullptr || !kern::internal::conforms(slot, *layout)) return false;
     last = layout;
