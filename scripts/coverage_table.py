@@ -41,7 +41,7 @@ AREAS = {
     "basics": [f"{FRAMEWORK}/{{bedrock,nimbo,quillon/logging,resource_core}}/*"],
     "events and dumps": [
         f"{{{CODE},{HEADERS}}}/{{BinEventReader,CountedStreamBuf,JsonArena,JsonText,StreamDump,StreamWalker}}.*"],
-    "cloning and comparing": [f"{{{CODE},{HEADERS}}}/{{Cloner,Duplicate,ModelDiff,PropertyCopies,ValueDiff}}.*"],
+    "cloning and comparing": [f"{{{CODE},{HEADERS}}}/{{CloneIntoEmpty,Cloner,Duplicate,ModelDiff,PropertyCopies,ValueDiff}}.*"],
     "files and wrapper": [
         f"{{{CODE},{HEADERS}}}/{{FileDescriptorBuf,NimboModelWrapperException,SafeFile,SafeSave}}.*",
         f"{{{CODE},{HEADERS}}}/internal/*"],
