@@ -9,7 +9,6 @@
 
 #include <tarn/kern/BulkCopy.h>
 #include <tarn/kern/BulkEdit.h>
-#include <tarn/kern/Collections.h>
 #include <tarn/kern/meta/Class.h>
 
 #include "PropertyCopies.h"
@@ -172,8 +171,7 @@ class Copying {
     if (property->upper < 2) {
       kern::bulk::setTarget(copy, property, targets.front(), privileged());
     } else if (property->isComposite) {
-      const kern::Value content = copy.getPropertyValue(property, privileged());
-      for (Element* const target : targets) content.toElementCollection().addElement(ModelElement(target));
+      for (Element* const target : targets) kern::bulk::append(copy, property, *target, privileged());
     } else {
       kern::bulk::assignTargets(copy, property, targets, privileged());
     }
