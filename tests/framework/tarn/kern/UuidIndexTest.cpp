@@ -101,7 +101,7 @@ TEST_F(UuidIndexTest, LosesWhatWasForgottenWhenItIsMadeAnew) {
 TEST_F(UuidIndexTest, IgnoresTheErasureOfWhatIsNotThere) {
   fIndex.erase(uuidOf(1), 0);
   add(2);
-  fIndex.erase(uuidOf(1), 0);
+  fIndex.erase(uuidOf(1), 7);
   fIndex.erase(uuidOf(2), 7);
   EXPECT_EQ(find(2), 0);
 }
